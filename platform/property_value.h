@@ -1,0 +1,68 @@
+#pragma once
+
+#include <cstdint>
+
+// Values of registry properties, one function for one platform call.
+//
+// A Value is a counted reference. A function whose name begins with Create, and
+// every registry call that hands out a property, gives the caller one reference
+// to release. No function but Release takes a reference away. A null Value is
+// "no value"; only KindOf and Release accept it.
+namespace property {
+
+using Value = const void*;
+
+enum class Kind { kNone, kBoolean, kNumber, kString, kData, kOther };
+
+// Encodings of C strings, by the platform's own numbers.
+enum Encoding : std::uint32_t { kMacRoman = 0, kAscii = 0x0600, kUtf8 = 0x08000100 };
+
+// Number types, by the platform's own numbers. A number keeps the type it was
+// made with; reading may normalise kLong to the fixed width of the host.
+enum NumberType : std::int32_t {
+    kInt8 = 1,
+    kInt16 = 2,
+    kInt32 = 3,
+    kInt64 = 4,
+    kFloat32 = 5,
+    kFloat64 = 6,
+    kLong = 10,
+};
+
+Kind KindOf(Value value);
+
+bool BooleanValue(Value boolean);
+
+NumberType NumberTypeOf(Value number);
+// Bytes that GetNumber writes for the number's own type.
+std::int64_t NumberByteSize(Value number);
+// Writes the number as `type` into `out`. False when it cannot be represented
+// without loss; `out` is then unspecified but never overrun.
+bool GetNumber(Value number, NumberType type, void* out);
+
+// Length in UTF-16 code units, which is what the platform calls characters.
+std::int64_t StringLength(Value string);
+// The encoding that the platform uses for C strings by default.
+Encoding SystemEncoding();
+// Copies the text and a NUL into `text` of `size` bytes. False when it does not
+// fit or has a character that the encoding lacks.
+bool StringToCString(Value string, char* text, std::int64_t size, Encoding encoding);
+// Copies at most `size` bytes of the encoded text, without a NUL, stopping at
+// the first character that does not fit or does not convert. Returns the bytes copied.
+std::int64_t StringToBytes(Value string, std::uint8_t* bytes, std::int64_t size,
+                           Encoding encoding);
+
+std::int64_t DataLength(Value data);
+// Valid as long as the value is.
+const std::uint8_t* DataBytes(Value data);
+
+Value CreateBoolean(bool boolean);
+// `bytes` holds a number of `type`.
+Value CreateNumber(NumberType type, const void* bytes);
+// Null when `text` is not valid in the encoding.
+Value CreateString(const char* text, Encoding encoding);
+Value CreateData(const std::uint8_t* bytes, std::int64_t length);
+
+void Release(Value value);
+
+}  // namespace property

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+// What stands behind one simulated serial line. Pure logic: no descriptors, no clock.
+namespace station {
+
+// One step of what a line does after a command: wait, then put `bytes` on the
+// wire in one write, then hang up if asked to.
+struct Answer {
+    std::string bytes;
+    std::chrono::milliseconds delay{0};
+    bool hangUp = false;
+};
+
+class Instrument {
+  public:
+    virtual ~Instrument() = default;
+
+    // Takes one command line as it came, without its line ends; never empty.
+    virtual std::vector<Answer> receive(std::string_view line) = 0;
+
+    // The state as "key=value" lines, each ended by a newline, for people and tests.
+    virtual std::string state() const = 0;
+
+    // Called with one line for the transcript, such as an entry of an error queue.
+    std::function<void(std::string_view)> note = [](std::string_view) {};
+};
+
+}  // namespace station
