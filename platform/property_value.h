@@ -49,8 +49,7 @@ Encoding SystemEncoding();
 bool StringToCString(Value string, char* text, std::int64_t size, Encoding encoding);
 // Copies at most `size` bytes of the encoded text, without a NUL, stopping at
 // the first character that does not fit or does not convert. Returns the bytes copied.
-std::int64_t StringToBytes(Value string, std::uint8_t* bytes, std::int64_t size,
-                           Encoding encoding);
+std::int64_t StringToBytes(Value string, std::uint8_t* bytes, std::int64_t size, Encoding encoding);
 
 std::int64_t DataLength(Value data);
 // Valid as long as the value is.

@@ -1,0 +1,18 @@
+#include <fcntl.h>
+#include <unistd.h>
+
+#include "cli/dispatcher.h"
+
+// A tty opened in the place of a closed standard output would be sent the results.
+static void holdStandardDescriptors() {
+    int fd = 0;
+    do {
+        fd = open("/dev/null", O_RDWR);
+    } while (fd >= STDIN_FILENO && fd <= STDERR_FILENO);
+    if (fd > STDERR_FILENO) close(fd);
+}
+
+int main(int argc, char** argv) {
+    holdStandardDescriptors();
+    return RunTarnwick(argc, argv);
+}

@@ -1,0 +1,34 @@
+#include "cli/verify_arguments.h"
+
+#include <cstdio>
+
+#include "discovery/module_table.h"
+#include "rf/band_plan.h"
+
+static bool fitsModule(const Band* band) {
+    const ModuleFamily family = familyOf(gCardModel);
+    return family == ModuleFamily::kUnknown || (band != nullptr && band->family == family);
+}
+
+std::int32_t VerifyArguments(std::int32_t receiver, std::int32_t band, std::int32_t channel) {
+    const Band* found = findBand(band);
+    std::int32_t result = 0;
+    if (receiver != 1 && receiver != 2) {
+        printf("VerifyArguments: Invalid input for receiver (%d)\n", receiver);
+        result = 1;
+    }
+    if (found == nullptr) {
+        printf("VerifyArguments: Invalid input for band (%d)\n", band);
+        result = 1;
+    }
+    if (found != nullptr && findRange(*found, channel) == nullptr) {
+        printf("VerifyArguments: Invalid input for channel (%d) for band %d\n", channel, band);
+        result = 1;
+    }
+    if (!fitsModule(found)) {
+        printf("VerifyArguments: Invalid band (%d) for installed WWAN module (%#.4x) \n", band,
+               gCardModel);
+        result = 1;
+    }
+    return result;
+}

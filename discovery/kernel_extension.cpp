@@ -1,0 +1,66 @@
+#include "discovery/kernel_extension.h"
+
+#include "platform/bounded_text.h"
+#include "platform/host.h"
+#include "serial/serial_port.h"
+
+static constexpr std::size_t kShellLineSize = 256;
+
+static bool isLoaded(const char* name) {
+    char line[kShellLineSize];
+    formatText(line, sizeof line, "/usr/sbin/kextstat | grep \"%s\" > /dev/null 2>&1", name);
+    return host::RunShell(line) == 0;
+}
+
+// What differs between loading and unloading.
+struct KextChange {
+    const char* notRoot;
+    const char* tool;
+    const char* log;
+    const char* operation;
+    const char* doing;
+    int failure;
+};
+static constexpr KextChange kLoad = {"loadKext: Must be run as root\n",
+                                     "/sbin/kextload",
+                                     "/tmp/kextload.log",
+                                     "loadKext",
+                                     "loading",
+                                     kLoadFailed};
+static constexpr KextChange kUnload = {"unloadKext: Must be run as root",
+                                       "/sbin/kextunload",
+                                       "/tmp/kextunload.log",
+                                       "unloadKext",
+                                       "unloading",
+                                       kUnloadFailed};
+
+static int changeKext(const KextChange& change, const char* directory, const char* name,
+                      char* message) {
+    if (host::RealUserId() != 0) {
+        if (message != nullptr) copyText(message, kMessageSize, change.notRoot);
+        return kNotRoot;
+    }
+    char line[kShellLineSize];
+    // A line that was cut would load something else.
+    int status = -1;
+    if (formatText(line, sizeof line, "%s \"%s/%s.kext\" >> %s 2>&1", change.tool, directory, name,
+                   change.log)) {
+        status = host::RunShell(line);
+    }
+    if (status == 0) return kKextOk;
+    if (message != nullptr) {
+        formatText(message, kMessageSize,
+                   "%s: Error (%d) %s the kext (%s/%s.kext), see '%s' for details",
+                   change.operation, status, change.doing, directory, name, change.log);
+    }
+    return change.failure;
+}
+
+int loadKext(const char* directory, const char* name, std::uint32_t* wasLoaded, char* message) {
+    *wasLoaded = isLoaded(name) ? 1 : 0;
+    return *wasLoaded == 1 ? kKextOk : changeKext(kLoad, directory, name, message);
+}
+
+int unloadKext(const char* directory, const char* name, char* message) {
+    return isLoaded(name) ? changeKext(kUnload, directory, name, message) : kKextOk;
+}

@@ -1,0 +1,53 @@
+#include "rf/transmitter.h"
+
+#include "discovery/module_table.h"
+#include "rf/band_plan.h"
+#include "rf/diagnostic_mode.h"
+#include "serial/module_session.h"
+
+static bool startWcdma(ModuleSession* session, std::uint32_t power) {
+    if (!sendText(session, "AT!DASTXON\r") || !sendText(session, "AT!DAWSTXCW=0\r")) return false;
+    prepareCommand(session, "AT!DASPDM=2,%d\r", static_cast<std::int32_t>(power));
+    return sendCommand(session) && sendText(session, "AT!DAWSPARANGE=3\r");
+}
+
+static bool startGsm(ModuleSession* session, std::uint32_t power) {
+    prepareCommand(session, "AT!DAGSTXFRAME=0,1,%d,0\r", static_cast<std::int32_t>(power * 100));
+    return sendCommand(session) && sendText(session, "AT!DASTXON\r");
+}
+
+// False when an exchange failed, the port being closed then.
+static bool startTransmitter(ModuleSession* session, const Band* band, std::int32_t channel,
+                             std::uint32_t power) {
+    if (!enterDiagnosticMode(session)) return false;
+    prepareBandCommand(session, band);
+    if (!sendCommand(session) || !selectChannel(session, channel)) return false;
+    if (band == nullptr) return true;
+    switch (band->standard) {
+        case RadioStandard::kWcdma:
+            return startWcdma(session, power);
+        case RadioStandard::kGsm:
+            return startGsm(session, power);
+        case RadioStandard::kCdma:
+            break;
+    }
+    return true;
+}
+
+std::uint32_t SetWWanTransmit(const char* ttyPath, std::int32_t band, std::int32_t channel,
+                              std::uint32_t power, std::uint32_t enable) {
+    ModuleSession session;
+    const int result = openModule(&session, "SetWWanTransmit", ttyPath);
+    if (result != kSerialOk) return static_cast<std::uint32_t>(result);
+    const ModuleFamily family = familyOf(gCardModel);
+    bool answered = true;
+    if (enable == 0) {
+        answered = sendText(&session, "AT!DASTXOFF\r");
+    } else if (family == ModuleFamily::kEvdo) {
+        // Printed but not returned: the close's code takes its place.
+        reportNotSupported("SetWWanTransmit");
+    } else if (family == ModuleFamily::kHspa) {
+        answered = startTransmitter(&session, findBand(band), channel, power);
+    }
+    return answered ? static_cast<std::uint32_t>(closeModule(&session)) : 0;
+}

@@ -1,0 +1,190 @@
+#include "serial/serial_port.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <cstring>
+
+#include "platform/bounded_text.h"
+#include "platform/host.h"
+
+#ifdef __APPLE__
+static constexpr tcflag_t kHardwareFlowControl = CCTS_OFLOW | CRTS_IFLOW;
+#else
+static constexpr tcflag_t kHardwareFlowControl = CRTSCTS;
+#endif
+
+static constexpr char kCarriageReturn = '\r';
+static constexpr char kLineFeed = '\n';
+
+termios gOriginalTTYAttrs;
+
+const SerialProfile kModuleProfile = {
+    .speed = 9600,
+    .cflagSet = CLOCAL | CREAD,
+    .iflagKeep = 0,
+    .oflagKeep = ~static_cast<std::uint32_t>(OPOST),
+    .lflagKeep = ~static_cast<std::uint32_t>(ICANON | ISIG | ECHO | ECHOE),
+    .vmin = 0,
+    .vtime = 1,
+};
+
+const SerialProfile kGeneratorProfile = {
+    .speed = 9600,
+    .cflagSet = static_cast<std::uint32_t>(CS8 | CSTOPB | kHardwareFlowControl),
+    .iflagKeep = 1,
+    .oflagKeep = 1,
+    .lflagKeep = 1,
+    .vmin = 1,
+    .vtime = 10,
+};
+
+static int configurePort(int fd, std::uint32_t zeroSpeeds, const SerialProfile& profile) {
+    termios settings = gOriginalTTYAttrs;
+    cfmakeraw(&settings);
+    settings.c_cflag |= profile.cflagSet;
+    settings.c_iflag &= profile.iflagKeep;
+    settings.c_oflag &= profile.oflagKeep;
+    settings.c_lflag &= profile.lflagKeep;
+    settings.c_cc[VMIN] = profile.vmin;
+    settings.c_cc[VTIME] = profile.vtime;
+    if (zeroSpeeds != 0) {
+        settings.c_ispeed = 0;
+        settings.c_ospeed = 0;
+    }
+    cfsetspeed(&settings, profile.speed);
+    return tcsetattr(fd, TCSANOW, &settings);
+}
+
+// Names the first step that fails, or null.
+static const char* setUpPort(int fd, std::uint32_t zeroSpeeds, const SerialProfile& profile) {
+    if (ioctl(fd, TIOCEXCL) == -1) return "setting TIOCEXCL";
+    if (fcntl(fd, F_SETFL, 0) == -1) return "clearing O_NONBLOCK";
+    if (tcgetattr(fd, &gOriginalTTYAttrs) == -1) return "getting tty attributes";
+    if (configurePort(fd, zeroSpeeds, profile) == -1) return "setting tty attributes";
+    return nullptr;
+}
+
+static int openFailure(const char* step, const char* path, char* message) {
+    formatText(message, kMessageSize, "OpenSerialPort: Error %s %s\n", step, path);
+    return kOpenFailed;
+}
+
+int OpenSerialPort(const char* path, std::uint32_t zeroSpeeds, std::uint32_t speed,
+                   std::uint32_t cflagSet, std::uint32_t iflagKeep, std::uint32_t oflagKeep,
+                   std::uint32_t lflagKeep, std::uint8_t vmin, std::uint8_t vtime, int* fdOut,
+                   char* message) {
+    const SerialProfile profile = {speed, cflagSet, iflagKeep, oflagKeep, lflagKeep, vmin, vtime};
+    // Without O_NONBLOCK the open would wait for a carrier that the line never raises.
+    const int fd = host::OpenDevice(path, O_RDWR | O_NOCTTY | O_NONBLOCK);
+    *fdOut = fd;
+    if (fd == -1) return openFailure("opening serial port", path, message);
+    const char* failedStep = setUpPort(fd, zeroSpeeds, profile);
+    if (failedStep == nullptr) return kSerialOk;
+    close(fd);
+    return openFailure(failedStep, path, message);
+}
+
+int openWithProfile(const char* path, const SerialProfile& profile, int* fdOut, char* message) {
+    return OpenSerialPort(path, 0, profile.speed, profile.cflagSet, profile.iflagKeep,
+                          profile.oflagKeep, profile.lflagKeep, profile.vmin, profile.vtime, fdOut,
+                          message);
+}
+
+int writeSerialPort(int fd, const char* command, char* message) {
+    if (fd == -1) {
+        if (message != nullptr) {
+            formatText(message, kMessageSize, "writeSerialPort: fileDiscriptor is invalid (%d)",
+                       fd);
+        }
+        return kInvalidDescriptor;
+    }
+    int result = kSerialOk;
+    if (strlen(command) > kLongestCommand) {
+        if (message != nullptr) {
+            formatText(message, kMessageSize,
+                       "writeSerialPort: Command too long, needs to be less than %d bytes",
+                       static_cast<int>(kLongestCommand));
+        }
+        result = kCommandTooLong;
+    }
+    char frame[kFrameSize + 1];  // one more for the terminator, which is not sent
+    formatText(frame, sizeof frame, "%s\r\n", command);
+    fcntl(fd, F_SETFL, fcntl(fd, F_GETFL));
+    if (result != kSerialOk) {
+        // Callers know an over-long command by this text and code, not by the one above.
+        if (message != nullptr) {
+            copyText(message, kMessageSize, "writeSerialPort: Error setting control flags");
+        }
+        return kWriteFailed;
+    }
+    const int length = static_cast<int>(strlen(frame));
+    const int written = static_cast<int>(write(fd, frame, static_cast<std::size_t>(length)));
+    if (written == length) return kSerialOk;
+    if (message != nullptr) {
+        formatText(message, kMessageSize,
+                   "writeSerialPort: Error writing to serial port - returned %d, expected %d",
+                   written, length);
+    }
+    return kWriteFailed;
+}
+
+static bool isLineEnd(char byte) {
+    return byte == kLineFeed || byte == kCarriageReturn;
+}
+
+// A hung-up line gives 0 bytes at once and for ever, as does a silent one when the
+// profile's read time has passed; only the former is an end.
+static bool isHungUp(int fd) {
+    pollfd line = {fd, 0, 0};
+    return poll(&line, 1, 0) == 1 && (line.revents & POLLHUP) != 0;
+}
+
+int readSerialPort(int fd, char* buffer, std::size_t size, char* message) {
+    std::size_t held = 0;
+    for (;;) {
+        const auto room = static_cast<std::ptrdiff_t>(size - held) - 1;
+        if (room < 1) {
+            formatText(message, kMessageSize, "readSerialPort: Error buffer full [%d]",
+                       static_cast<int>(room));
+            return kReplyTooLong;
+        }
+        const ssize_t count = read(fd, buffer + held, static_cast<std::size_t>(room));
+        if (count == -1 || (count == 0 && isHungUp(fd))) {
+            if (message != nullptr) {
+                copyText(message, kMessageSize, "readSerialPort: Error reading from serial port");
+            }
+            return kReadFailed;
+        }
+        if (count == 0) {
+            copyText(message, kMessageSize, "readSerialPort: Nothing to read");
+            continue;
+        }
+        held += static_cast<std::size_t>(count);
+        if (isLineEnd(buffer[held - 1])) break;
+    }
+    --held;
+    if (held > 0 && isLineEnd(buffer[held - 1])) --held;
+    buffer[held] = '\0';
+    return kSerialOk;
+}
+
+int CloseSerialPort(int fd, char* message) {
+    if (fd <= 0) {
+        formatText(message, kMessageSize, "CloseSerialPort: fileDescriptor (%d) not valid", fd);
+        return kCloseFailed;
+    }
+    int result = kSerialOk;
+    if (tcdrain(fd) == -1) {
+        copyText(message, kMessageSize, "CloseSerialPort: Error waiting for drain");
+        result = kCloseFailed;
+    }
+    if (tcsetattr(fd, TCSANOW, &gOriginalTTYAttrs) == -1) {
+        copyText(message, kMessageSize, "CloseSerialPort: Error resetting tty attributes");
+        result = kCloseFailed;
+    }
+    close(fd);
+    return result;
+}

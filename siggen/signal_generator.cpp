@@ -1,0 +1,131 @@
+#include "siggen/signal_generator.h"
+
+#include <cstdio>
+
+#include "discovery/kernel_extension.h"
+#include "discovery/serial_device.h"
+#include "platform/bounded_text.h"
+#include "platform/host.h"
+#include "serial/module_session.h"
+#include "serial/serial_port.h"
+
+static constexpr const char* kDriverDirectory = "/Brek/Runtime_Files/Kexts";
+static constexpr const char* kDriverName = "KeyspanUSAdriver";
+static constexpr const char* kAdapterNode = "/dev/tty.KeySerial1";
+
+static constexpr std::size_t kIdentificationSize = 256;
+static constexpr std::uint32_t kIdentificationPause = 2000;  // ms
+
+struct GeneratorLink {
+    const char* operation;  // leads the report lines
+    bool tellsStep;         // a failed call returns the step's code, not kGeneratorFailed
+    int fd;
+    std::uint32_t driverWasLoaded;
+    char command[kCommandSize];
+    char message[kMessageSize];
+};
+
+static std::int32_t abandonLink(GeneratorLink* link, std::int32_t code) {
+    CloseSerialPort(link->fd, link->message);
+    unloadKext(kDriverDirectory, kDriverName, link->message);
+    return link->tellsStep ? code : kGeneratorFailed;
+}
+
+static std::int32_t failLink(GeneratorLink* link, std::int32_t code) {
+    reportCode(link->operation, code, link->message);
+    return abandonLink(link, code);
+}
+
+static std::int32_t reachGenerator(GeneratorLink* link) {
+    std::int32_t result =
+        loadKext(kDriverDirectory, kDriverName, &link->driverWasLoaded, link->message);
+    if (result != kKextOk) return result;
+    result = verifyDeviceConnected(kAdapterNode, link->message);
+    if (result != kDeviceOk) return result;
+    return openWithProfile(kAdapterNode, kGeneratorProfile, &link->fd, link->message);
+}
+
+// 0, or what the operation is to return: the failure has been reported and cleaned up after.
+static std::int32_t openLink(GeneratorLink* link, const char* operation, bool tellsStep) {
+    link->operation = operation;
+    link->tellsStep = tellsStep;
+    link->fd = -1;
+    link->command[0] = '\0';
+    link->message[0] = '\0';
+    const std::int32_t result = reachGenerator(link);
+    return result == kSerialOk ? 0 : failLink(link, result);
+}
+
+// What the operation is to return.
+static std::int32_t closeLink(GeneratorLink* link) {
+    std::int32_t result = CloseSerialPort(link->fd, link->message);
+    if (result != kSerialOk) return failLink(link, result);
+    if (link->driverWasLoaded != 0) return 0;
+    result = unloadKext(kDriverDirectory, kDriverName, link->message);
+    if (result != kKextOk) reportCode(link->operation, result, link->message);
+    return result;
+}
+
+static std::int32_t readIdentification(GeneratorLink* link, char* identification,
+                                       std::size_t size) {
+    std::int32_t result = writeSerialPort(link->fd, "*RST", link->message);
+    if (result != kSerialOk) return result;
+    result = writeSerialPort(link->fd, "*IDN?", link->message);
+    if (result != kSerialOk) return result;
+    host::PauseMilliseconds(kIdentificationPause);
+    identification[0] = '\0';
+    return readSerialPort(link->fd, identification, size, link->message);
+}
+
+std::int32_t VerifySignalGeneratorConnection() {
+    GeneratorLink link;
+    std::int32_t result = openLink(&link, "VerifySignalGeneratorConnection", true);
+    if (result != 0) return result;
+    char identification[kIdentificationSize];
+    result = readIdentification(&link, identification, sizeof identification);
+    if (result != kSerialOk) return failLink(&link, result);
+    printf("Device Identification = %s\n", identification);
+    return closeLink(&link);
+}
+
+// Nothing is read back. A failure is reported in the generator's own form, without dashes, and
+// cleaned up after.
+static bool writeText(GeneratorLink* link, const char* command) {
+    const int result = writeSerialPort(link->fd, command, link->message);
+    if (result == kSerialOk) return true;
+    printf("%s: error while issue command %s code= %d, msg= %s\n", link->operation, command, result,
+           link->message);
+    abandonLink(link, result);
+    return false;
+}
+
+static bool writeFrequency(GeneratorLink* link, float frequency) {
+    formatText(link->command, sizeof link->command, "SOUR:FREQ %fMHz",
+               static_cast<double>(frequency));
+    return writeText(link, link->command);
+}
+
+static bool writeLevel(GeneratorLink* link, std::int32_t power) {
+    formatText(link->command, sizeof link->command, "SOUR:POWer:LEVel %d", power);
+    return writeText(link, link->command);
+}
+
+std::int32_t EnableSignalGenerator(float frequency, std::int32_t power) {
+    GeneratorLink link;
+    const std::int32_t result = openLink(&link, "EnableSignalGenerator", false);
+    if (result != 0) return result;
+    const bool written = writeText(&link, "*RST") && writeText(&link, ":SYST:DISP:UPD ON") &&
+                         writeFrequency(&link, frequency) &&
+                         writeText(&link, "SOUR:POWer:MODE FIX") && writeLevel(&link, power) &&
+                         writeText(&link, "OUTPut1:STATe ON");
+    return written ? closeLink(&link) : kGeneratorFailed;
+}
+
+std::int32_t DisableSignalGenerator() {
+    GeneratorLink link;
+    const std::int32_t result = openLink(&link, "DisableSignalGenerator", false);
+    if (result != 0) return result;
+    const bool written =
+        writeText(&link, "OUTPut1:STATe OFF") && writeText(&link, ":SYST:DISP:UPD OFF");
+    return written ? closeLink(&link) : kGeneratorFailed;
+}
