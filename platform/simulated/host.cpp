@@ -1,0 +1,146 @@
+#include "platform/host.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <climits>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+
+#include "platform/bounded_text.h"
+#include "platform/simulated/station_root.h"
+
+using simulated::stationPath;
+using simulated::stationRoot;
+
+static constexpr std::size_t kConfSize = 4096;
+static constexpr std::size_t kShellLineSize = 1024;
+static constexpr int kCommandNotFound = 127 << 8;  // as system(3) reports it
+
+// What host.conf says.
+struct HostConf {
+    bool read;
+    bool hasUserId;
+    std::uint32_t userId;
+    double timeScale;
+};
+
+static bool takeNumber(const char* text, double* number) {
+    char* end = nullptr;
+    *number = strtod(text, &end);
+    return end != text && *end == '\0' && *number >= 0 && *number < 4294967296.0;
+}
+
+static void takeConfLine(char* line, HostConf* conf) {
+    char* rest = nullptr;
+    const char* key = strtok_r(line, " \t\r", &rest);
+    if (key == nullptr || *key == '#') return;
+    const char* value = strtok_r(nullptr, " \t\r", &rest);
+    double number = 0;
+    const bool isNumber = value != nullptr && takeNumber(value, &number);
+    if (isNumber && strcmp(key, "user-id") == 0) {
+        conf->hasUserId = true;
+        conf->userId = static_cast<std::uint32_t>(number);
+    } else if (isNumber && strcmp(key, "time-scale") == 0) {
+        conf->timeScale = number;
+    } else {
+        fprintf(stderr, "host.conf: not understood: %s %s\n", key, value != nullptr ? value : "");
+    }
+}
+
+static const HostConf& hostConf() {
+    static HostConf conf = {false, false, 0, 1};
+    if (conf.read) return conf;
+    conf.read = true;
+    char path[PATH_MAX];
+    if (!stationPath(path, sizeof path, "/host.conf")) return conf;
+    const int fd = open(path, O_RDONLY | O_CLOEXEC);
+    if (fd == -1) return conf;
+    char text[kConfSize];
+    const ssize_t length = read(fd, text, sizeof text - 1);
+    close(fd);
+    text[length > 0 ? length : 0] = '\0';
+    char* rest = nullptr;
+    for (char* line = strtok_r(text, "\n", &rest); line != nullptr;
+         line = strtok_r(nullptr, "\n", &rest)) {
+        takeConfLine(line, &conf);
+    }
+    return conf;
+}
+
+// The node in the station root that stands for a "/dev/..." path; other paths are left as they are.
+static const char* mapDevice(const char* path, char* mapped, std::size_t size) {
+    if (strncmp(path, "/dev/", 5) != 0 || strstr(path, "/../") != nullptr) return path;
+    return stationPath(mapped, size, path) ? mapped : path;
+}
+
+namespace host {
+
+int OpenDevice(const char* path, int flags) {
+    char mapped[PATH_MAX];
+    const char* node = mapDevice(path, mapped, sizeof mapped);
+    // On Linux the exclusive use of a line outlives its user by the moment that the station
+    // needs to notice that it is gone.
+    constexpr int kTries = 100;
+    constexpr timespec kStep = {0, 1000000};
+    int fd = open(node, flags | O_CLOEXEC);
+    for (int tries = 0; fd == -1 && errno == EBUSY && tries < kTries; ++tries) {
+        nanosleep(&kStep, nullptr);
+        fd = open(node, flags | O_CLOEXEC);
+    }
+    return fd;
+}
+
+bool IsReadable(const char* path) {
+    char mapped[PATH_MAX];
+    return access(mapDevice(path, mapped, sizeof mapped), R_OK) == 0;
+}
+
+int RunShell(const char* line) {
+    static constexpr const char* kMapped[] = {"/usr/sbin/kextstat", "/sbin/kextload",
+                                              "/sbin/kextunload", "/tmp/kextload.log",
+                                              "/tmp/kextunload.log"};
+    static constexpr const char* kRoot = "\"$TARNWICK_STATION\"";
+    if (stationRoot() == nullptr) return kCommandNotFound;
+    char command[kShellLineSize] = "";
+    bool fits = true;
+    while (*line != '\0') {
+        for (const char* path : kMapped) {
+            if (strncmp(line, path, strlen(path)) != 0) continue;
+            fits = fits && appendText(command, sizeof command, kRoot);
+            break;
+        }
+        // On to the next word, so that a path is looked for where one can begin.
+        const std::size_t length = strcspn(line, " ") + 1;
+        char word[kShellLineSize];
+        const std::size_t rest = strlen(line);
+        fits = fits && formatText(word, sizeof word, "%.*s",
+                                  static_cast<int>(length < rest ? length : rest), line);
+        fits = fits && appendText(command, sizeof command, word);
+        line += length < rest ? length : rest;
+    }
+    return fits ? system(command) : kCommandNotFound;
+}
+
+std::uint32_t RealUserId() { return hostConf().hasUserId ? hostConf().userId : getuid(); }
+
+void PauseMilliseconds(std::uint32_t milliseconds) {
+    const double nanoseconds = static_cast<double>(milliseconds) * 1e6 * hostConf().timeScale;
+    timespec left;
+    left.tv_sec = static_cast<time_t>(nanoseconds / 1e9);
+    left.tv_nsec = static_cast<long>(nanoseconds - static_cast<double>(left.tv_sec) * 1e9);
+    while (nanosleep(&left, &left) == -1 && errno == EINTR) {
+    }
+}
+
+int NextOption(int argc, char** argv, const char* letters) {
+    // The plus sign keeps glibc from looking for options behind the first operand.
+    char inOrder[64];
+    formatText(inOrder, sizeof inOrder, "+%s", letters);
+    return getopt(argc, argv, inOrder);
+}
+
+}  // namespace host
