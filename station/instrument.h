@@ -15,6 +15,7 @@ struct Answer {
     std::string bytes;
     std::chrono::milliseconds delay{0};
     bool hangUp = false;
+    bool awaited = true;  // else the tool does not wait for it, and it must not reach the next run
 };
 
 class Instrument {

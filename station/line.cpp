@@ -1,0 +1,129 @@
+#include "station/line.h"
+
+#include <fcntl.h>
+#include <sys/ioctl.h>
+#include <termios.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <system_error>
+#include <utility>
+
+namespace station {
+namespace {
+
+constexpr std::size_t kLongestLine = 4096;
+
+[[noreturn]] void fail(const std::string& what) {
+    throw std::system_error(errno, std::generic_category(), what);
+}
+
+}  // namespace
+
+Line::Line(std::string name, std::unique_ptr<Instrument> instrument, Fault fault, double timeScale,
+           Transcript* transcript)
+    : name_(std::move(name)),
+      instrument_(std::move(instrument)),
+      fault_(std::move(fault)),
+      timeScale_(timeScale),
+      transcript_(transcript) {
+    instrument_->note = [this](std::string_view text) { transcript_->add(name_, '!', text); };
+    openPty();
+}
+
+void Line::openPty() {
+    master_ = Descriptor(posix_openpt(O_RDWR | O_NOCTTY));
+    if (!master_ || grantpt(master_.get()) == -1 || unlockpt(master_.get()) == -1) fail("pty");
+    slavePath_ = ptsname(master_.get());
+    slave_ = Descriptor(open(slavePath_.c_str(), O_RDWR | O_NOCTTY));
+    termios settings = {};
+    if (!slave_ || tcgetattr(slave_.get(), &settings) == -1) fail(slavePath_);
+    cfmakeraw(&settings);
+    tcsetattr(slave_.get(), TCSANOW, &settings);
+    fcntl(master_.get(), F_SETFL, fcntl(master_.get(), F_GETFL) | O_NONBLOCK);
+    fcntl(master_.get(), F_SETFD, FD_CLOEXEC);
+    fcntl(slave_.get(), F_SETFD, FD_CLOEXEC);
+}
+
+std::optional<Clock::time_point> Line::nextDue() const {
+    return pending_.empty() ? std::nullopt : std::optional(pending_.front().due);
+}
+
+void Line::take(std::string_view line) {
+    transcript_->add(name_, '>', line);
+    // Whoever sends a command has stopped waiting for earlier answers.
+    std::erase_if(pending_, [](const Pending& step) { return !step.answer.hangUp; });
+    Clock::time_point due = Clock::now();
+    for (Answer& answer : receiveWithFault(fault_, instrument_.get(), line)) {
+        due += std::chrono::duration_cast<Clock::duration>(answer.delay * timeScale_);
+        pending_.push_back({due, std::move(answer)});
+    }
+}
+
+bool Line::receive() {
+    char bytes[1024];
+    const ssize_t count = read(master_.get(), bytes, sizeof bytes);
+    if (count <= 0) return false;
+    incoming_.append(bytes, static_cast<std::size_t>(count));
+    bool taken = false;
+    for (;;) {
+        const std::size_t end = incoming_.find_first_of("\r\n");
+        if (end == std::string::npos) break;
+        const std::string line = incoming_.substr(0, end);
+        incoming_.erase(0, end + 1);
+        if (line.empty()) continue;
+        take(line);
+        taken = true;
+    }
+    if (incoming_.size() > kLongestLine) incoming_.clear();
+    return taken;
+}
+
+void Line::writeOut() {
+    const ssize_t count = write(master_.get(), outgoing_.data(), outgoing_.size());
+    if (count > 0) outgoing_.erase(0, static_cast<std::size_t>(count));
+    if (count == -1 && errno != EAGAIN) outgoing_.clear();
+}
+
+bool Line::advance(Clock::time_point now) {
+    if (!outgoing_.empty()) writeOut();
+    while (!pending_.empty() && pending_.front().due <= now) {
+        const Answer answer = std::move(pending_.front().answer);
+        pending_.pop_front();
+        if (users_ == 0) continue;  // as a real line loses what nobody reads
+        if (!answer.bytes.empty()) {
+            transcript_->add(name_, '<', answer.bytes);
+            outgoing_ += answer.bytes;
+            writeOut();
+        }
+        if (!answer.hangUp) continue;
+        transcript_->add(name_, '!', "hang up");
+        dropTraffic();
+        slave_ = Descriptor();
+        openPty();
+        return true;
+    }
+    return false;
+}
+
+void Line::dropTraffic() {
+    pending_.clear();
+    outgoing_.clear();
+    incoming_.clear();
+}
+
+void Line::userWent(bool commandsRead) {
+    users_ = std::max(0, users_.value_or(1) - 1);
+    if (*users_ > 0) return;
+    // The last to go takes exclusive use and unread bytes along; a pty keeps both as long as
+    // its other end is open.
+    ioctl(slave_.get(), TIOCNXCL);
+    tcflush(slave_.get(), TCIFLUSH);
+    outgoing_.clear();
+    std::erase_if(pending_, [commandsRead](const Pending& step) {
+        return !commandsRead || !step.answer.awaited;
+    });
+}
+
+}  // namespace station

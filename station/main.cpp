@@ -1,0 +1,28 @@
+#include <cstdio>
+#include <exception>
+#include <stdexcept>
+
+#include "station/options.h"
+#include "station/station.h"
+
+int main(int argc, char** argv) {
+    constexpr int kUsageStatus = 2;
+    try {
+        const station::Options options = station::parseOptions(argc, argv);
+        if (options.help) {
+            fputs(station::helpText().c_str(), stdout);
+            return 0;
+        }
+        if (options.version) {
+            puts("tarnwick-station 29.0");
+            return 0;
+        }
+        return station::Station(options).serve();
+    } catch (const std::invalid_argument& error) {
+        fprintf(stderr, "tarnwick-station: %s\nTry 'tarnwick-station --help'.\n", error.what());
+        return kUsageStatus;
+    } catch (const std::exception& error) {
+        fprintf(stderr, "tarnwick-station: %s\n", error.what());
+        return 1;
+    }
+}

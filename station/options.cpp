@@ -1,0 +1,126 @@
+#include "station/options.h"
+
+#include <charconv>
+#include <cstring>
+#include <functional>
+
+#include "station/choice.h"
+
+namespace station {
+namespace {
+
+struct Option {
+    char letter;  // 0: none
+    std::string_view name;
+    std::string_view argument;  // what its argument is called; empty: it takes none
+    std::string_view meaning;
+    void (*take)(Options& options, const std::string& argument);
+};
+
+double number(std::string_view text) {
+    double value = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    if (error != std::errc() || end != text.data() + text.size() || !(value >= 0) || value > 1e6) {
+        refuse("not a number from 0 to a million", text);
+    }
+    return value;
+}
+
+constexpr Option kOptions[] = {
+    {'m', "module", "SPEC",
+     "add a module: hspa, evdo or a product id, then ,key=value\n"
+     "                          pairs; may be repeated (default: one hspa module)",
+     [](Options& options, const std::string& argument) {
+         options.modules.push_back(parseModuleSpec(argument));
+     }},
+    {'r', "root", "DIR", "use DIR as the station root and keep it",
+     [](Options& options, const std::string& argument) { options.root = argument; }},
+    {'t', "transcript", "FILE", "log each line on every wire, both ways, with a time",
+     [](Options& options, const std::string& argument) { options.transcript = argument; }},
+    {0, "capture", "FILE", "serve on top of a registry capture, as ioreg -a -l prints it",
+     [](Options& options, const std::string& argument) { options.capture = argument; }},
+    {0, "time-scale", "X", "multiply every pause of the tool and the devices by X",
+     [](Options& options, const std::string& argument) { options.timeScale = number(argument); }},
+    {0, "user-id", "N", "the user id that the tool sees (default: 0)",
+     [](Options& options, const std::string& argument) {
+         options.userId = static_cast<unsigned>(number(argument));
+     }},
+    {0, "no-generator", "", "start without the signal generator's adapter",
+     [](Options& options, const std::string&) { options.generator = false; }},
+    {0, "generator-fault", "KIND", "as a module's fault: KIND[@COMMAND]",
+     [](Options& options, const std::string& argument) {
+         options.generatorFault = parseFault(argument);
+     }},
+    {0, "driver-loaded", "", "start with the adapter's driver loaded",
+     [](Options& options, const std::string&) { options.driverLoaded = true; }},
+    {0, "verbose", "", "show the wire traffic on standard error",
+     [](Options& options, const std::string&) { options.verbose = true; }},
+    {0, "help", "", "print this help",
+     [](Options& options, const std::string&) { options.help = true; }},
+    {0, "version", "", "print the version",
+     [](Options& options, const std::string&) { options.version = true; }},
+};
+
+const Option& find(const std::function<bool(const Option&)>& isMeant, const char* word) {
+    for (const Option& option : kOptions) {
+        if (isMeant(option)) return option;
+    }
+    refuse("unknown option", word);
+}
+
+// Takes the option at `*index` with its argument, which may be part of the word or the next one.
+void takeOption(int argc, char** argv, int* index, Options* options) {
+    const std::string_view word = argv[*index];
+    const bool isLong = word.starts_with("--");
+    const std::size_t equals = isLong ? word.find('=') : std::string_view::npos;
+    const Option& option =
+        isLong ? find([&](const Option& known) { return known.name == word.substr(2, equals - 2); },
+                      argv[*index])
+               : find([&](const Option& known) { return known.letter == word[1]; }, argv[*index]);
+    const bool attached = isLong ? equals != std::string_view::npos : word.size() > 2;
+    if (option.argument.empty()) {
+        if (attached) refuse("the option takes no argument", word);
+        return option.take(*options, "");
+    }
+    if (attached) return option.take(*options, std::string(word.substr(isLong ? equals + 1 : 2)));
+    if (++*index >= argc) refuse("the option needs an argument", word);
+    option.take(*options, argv[*index]);
+}
+
+}  // namespace
+
+Options parseOptions(int argc, char** argv) {
+    Options options;
+    int index = 1;
+    for (; index < argc && argv[index][0] == '-' && argv[index][1] != '\0'; ++index) {
+        if (strcmp(argv[index], "--") == 0) {
+            ++index;
+            break;
+        }
+        takeOption(argc, argv, &index, &options);
+    }
+    options.command.assign(argv + index, argv + argc);
+    if (options.modules.empty()) options.modules.emplace_back();
+    return options;
+}
+
+std::string helpText() {
+    std::string text =
+        "Usage: tarnwick-station [OPTION]... [--] [COMMAND [ARGUMENT]...]\n"
+        "Simulates a test station and runs COMMAND with TARNWICK_STATION set to its root.\n"
+        "Without COMMAND it prints the line to export and serves until interrupted.\n\n";
+    for (const Option& option : kOptions) {
+        std::string usage =
+            option.letter != 0 ? std::string("  -") + option.letter + ", " : "      ";
+        usage += "--" + std::string(option.name);
+        if (!option.argument.empty()) usage += " " + std::string(option.argument);
+        usage.resize(std::max<std::size_t>(usage.size() + 1, 26), ' ');
+        text += usage + std::string(option.meaning) + "\n";
+    }
+    return text +
+           "\nModule keys: sim=present|absent|pin|error, busy=N, asleep=yes, temp=A/B,\n"
+           "phonebook=stuck, fault=KIND[@COMMAND] with KIND one of silent, error, garbage,\n"
+           "late, split, hangup, hangup-mid, hangup-after.\n";
+}
+
+}  // namespace station
