@@ -125,7 +125,9 @@ int RunShell(const char* line) {
     return fits ? system(command) : kCommandNotFound;
 }
 
-std::uint32_t RealUserId() { return hostConf().hasUserId ? hostConf().userId : getuid(); }
+std::uint32_t RealUserId() {
+    return hostConf().hasUserId ? hostConf().userId : getuid();
+}
 
 void PauseMilliseconds(std::uint32_t milliseconds) {
     const double nanoseconds = static_cast<double>(milliseconds) * 1e6 * hostConf().timeScale;

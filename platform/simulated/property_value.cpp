@@ -65,8 +65,12 @@ bool decodeUtf8(const char* bytes, std::size_t length, std::u16string* text) {
     const unsigned char* end = next + length;
     while (next < end) {
         const unsigned char lead = *next++;
-        const int trailing = lead < 0x80 ? 0 : lead < 0xC2 ? -1 : lead < 0xE0 ? 1 : lead < 0xF0 ? 2
-                             : lead < 0xF5 ? 3 : -1;
+        const int trailing = lead < 0x80   ? 0
+                             : lead < 0xC2 ? -1
+                             : lead < 0xE0 ? 1
+                             : lead < 0xF0 ? 2
+                             : lead < 0xF5 ? 3
+                                           : -1;
         if (trailing < 0 || end - next < trailing) return false;
         std::uint32_t point = trailing == 0 ? lead : lead & (0x3FU >> trailing);
         for (int index = 0; index < trailing; ++index) {
@@ -87,8 +91,12 @@ bool decodeUtf8(const char* bytes, std::size_t length, std::u16string* text) {
     return true;
 }
 
-bool isHighSurrogate(char16_t unit) { return unit >= 0xD800 && unit < 0xDC00; }
-bool isLowSurrogate(char16_t unit) { return unit >= 0xDC00 && unit < 0xE000; }
+bool isHighSurrogate(char16_t unit) {
+    return unit >= 0xD800 && unit < 0xDC00;
+}
+bool isLowSurrogate(char16_t unit) {
+    return unit >= 0xDC00 && unit < 0xE000;
+}
 
 int encodeUtf8(const std::u16string& text, std::size_t* index, std::uint8_t* bytes) {
     std::uint32_t point = text[*index];
@@ -111,7 +119,8 @@ int encodeUtf8(const std::u16string& text, std::size_t* index, std::uint8_t* byt
     return trailing + 1;
 }
 
-// Encodes the character at `*index` into at most 4 bytes; their number, or 0 when the encoding lacks it.
+// Encodes the character at `*index` into at most 4 bytes; their number, or 0 when the encoding
+// lacks it.
 int encode(const std::u16string& text, std::size_t* index, property::Encoding encoding,
            std::uint8_t* bytes) {
     const char16_t unit = text[*index];
@@ -194,11 +203,17 @@ Number readAs(const void* bytes) {
 
 namespace property {
 
-Kind KindOf(Value value) { return value == nullptr ? Kind::kNone : nodeOf(value)->kind; }
+Kind KindOf(Value value) {
+    return value == nullptr ? Kind::kNone : nodeOf(value)->kind;
+}
 
-bool BooleanValue(Value boolean) { return nodeOf(boolean)->boolean; }
+bool BooleanValue(Value boolean) {
+    return nodeOf(boolean)->boolean;
+}
 
-NumberType NumberTypeOf(Value number) { return nodeOf(number)->numberType; }
+NumberType NumberTypeOf(Value number) {
+    return nodeOf(number)->numberType;
+}
 
 std::int64_t NumberByteSize(Value number) {
     return static_cast<std::int64_t>(widthOf(nodeOf(number)->numberType));
@@ -235,7 +250,9 @@ std::int64_t StringLength(Value string) {
     return static_cast<std::int64_t>(nodeOf(string)->text.size());
 }
 
-Encoding SystemEncoding() { return kMacRoman; }
+Encoding SystemEncoding() {
+    return kMacRoman;
+}
 
 bool StringToCString(Value string, char* text, std::int64_t size, Encoding encoding) {
     if (size < 1) return false;
@@ -256,7 +273,9 @@ std::int64_t DataLength(Value data) {
     return static_cast<std::int64_t>(nodeOf(data)->data.size());
 }
 
-const std::uint8_t* DataBytes(Value data) { return nodeOf(data)->data.data(); }
+const std::uint8_t* DataBytes(Value data) {
+    return nodeOf(data)->data.data();
+}
 
 Value CreateBoolean(bool boolean) {
     Node* node = newNode(Kind::kBoolean);
@@ -333,13 +352,17 @@ property::Value CreateText(const std::u16string& text) {
     return node;
 }
 
-property::Value CreateOther() { return newNode(property::Kind::kOther); }
+property::Value CreateOther() {
+    return newNode(property::Kind::kOther);
+}
 
 property::Value Retain(property::Value value) {
     ++nodeOf(value)->references;
     return value;
 }
 
-std::size_t LiveValues() { return liveValues; }
+std::size_t LiveValues() {
+    return liveValues;
+}
 
 }  // namespace simulated

@@ -245,10 +245,10 @@ Entry AddEntry(const char* plane, Entry parent, const EntryDescription& descript
         while (parentNode < nodes.size() && nodes[parentNode].entry != parent) ++parentNode;
         if (parentNode == nodes.size()) parentNode = 0;
     }
-    const std::uint32_t node = appendEntry(
-        &model, index, parentNode,
-        {keepText(description.name), keepText(description.className),
-         keepText(description.location), description.id, nullptr});
+    const std::uint32_t node =
+        appendEntry(&model, index, parentNode,
+                    {keepText(description.name), keepText(description.className),
+                     keepText(description.location), description.id, nullptr});
     return model.planes[index].nodes[node].entry;
 }
 
@@ -263,7 +263,9 @@ void SetProperty(Entry entry, const char* name, property::Value value) {
     properties.emplace_back(name, value);
 }
 
-registry::Object HandOut(Entry entry) { return handOutEntry(static_cast<std::uint32_t>(entry)); }
+registry::Object HandOut(Entry entry) {
+    return handOutEntry(static_cast<std::uint32_t>(entry));
+}
 
 void FailCall(Call call, std::int32_t code, int passes) {
     reg().faults[static_cast<int>(call)] = {code, passes};
@@ -274,9 +276,13 @@ void InvalidateIterator(int entries, bool lastOne) {
     reg().invalidateWithLast = lastOne;
 }
 
-std::size_t LiveObjects() { return reg().liveObjects; }
+std::size_t LiveObjects() {
+    return reg().liveObjects;
+}
 
-std::size_t Misuses() { return reg().misuses; }
+std::size_t Misuses() {
+    return reg().misuses;
+}
 
 }  // namespace simulated
 
@@ -296,9 +302,13 @@ static Matching matchingFor(bool byName, const char* text) {
     return new MatchingText{byName, text};
 }
 
-Matching ServiceMatching(const char* className) { return matchingFor(false, className); }
+Matching ServiceMatching(const char* className) {
+    return matchingFor(false, className);
+}
 
-Matching ServiceNameMatching(const char* name) { return matchingFor(true, name); }
+Matching ServiceNameMatching(const char* name) {
+    return matchingFor(true, name);
+}
 
 std::int32_t GetMatchingServices(Port, Matching matching, Object* iterator) {
     auto* text = static_cast<MatchingText*>(matching);
@@ -328,7 +338,8 @@ Object IteratorNext(Object object) {
     if (iterator->done) return 0;
     const Plane& plane = registry.model.planes[iterator->plane];
     std::uint32_t node = nodeAfter(plane, iterator->node == kNoNode ? 0 : iterator->node);
-    while (node != kNoNode && !isWanted(*iterator, plane.nodes[node])) node = nodeAfter(plane, node);
+    while (node != kNoNode && !isWanted(*iterator, plane.nodes[node]))
+        node = nodeAfter(plane, node);
     iterator->done = node == kNoNode;
     if (iterator->done) return 0;
     iterator->node = node;

@@ -21,7 +21,8 @@ struct EntryDescription {
     std::uint64_t id = 0;  // the same id in two planes is one entry; 0: an entry of its own
 };
 
-// An entry of the registry; it stays as long as the registry is not cleared. Not a counted reference.
+// An entry of the registry; it stays as long as the registry is not cleared. Not a counted
+// reference.
 using Entry = std::size_t;
 constexpr Entry kRoot = static_cast<Entry>(-1);
 

@@ -1,0 +1,37 @@
+# Builds Tarnwick for macOS on Linux with clang and ld64.lld:
+#
+#   cmake -B build-macos -G Ninja --toolchain cmake/macos-cross.cmake \
+#         -DMACOS_SDK=DIR -DMACOS_ARCH=arm64 -DBUILD_TESTING=OFF
+#
+# DIR is a folder with Apple's SDK, the builder's own: usr/include, usr/lib and
+# System/Library/Frameworks, with libc++'s headers in usr/include/c++/v1.
+set(CMAKE_SYSTEM_NAME Darwin)
+
+set(MACOS_SDK "" CACHE PATH "Folder with Apple's SDK")
+set(MACOS_ARCH "x86_64" CACHE STRING "x86_64 or arm64")
+set(CMAKE_TRY_COMPILE_PLATFORM_VARIABLES MACOS_SDK MACOS_ARCH)
+if(NOT EXISTS "${MACOS_SDK}/System/Library/Frameworks")
+    message(FATAL_ERROR "Set -DMACOS_SDK= to a folder with System/Library/Frameworks")
+endif()
+set(CMAKE_SYSTEM_PROCESSOR ${MACOS_ARCH})
+
+find_program(MACOS_LINKER NAMES ld64.lld ld64.lld-14 ld64.lld-15 ld64.lld-16 REQUIRED)
+find_program(MACOS_CLANG NAMES clang++ clang++-14 clang++-15 clang++-16 REQUIRED)
+find_program(CMAKE_AR NAMES llvm-ar llvm-ar-14 llvm-ar-15 llvm-ar-16 REQUIRED)
+find_program(CMAKE_RANLIB NAMES llvm-ranlib llvm-ranlib-14 llvm-ranlib-15 llvm-ranlib-16 REQUIRED)
+find_program(CMAKE_INSTALL_NAME_TOOL
+             NAMES llvm-install-name-tool llvm-install-name-tool-14 llvm-install-name-tool-15)
+set(CMAKE_CXX_COMPILER ${MACOS_CLANG})
+set(CMAKE_CXX_COMPILER_TARGET ${MACOS_ARCH}-apple-macos11)
+# A program cannot be run here, and a stub library is all there is to link with.
+set(CMAKE_TRY_COMPILE_TARGET_TYPE STATIC_LIBRARY)
+
+set(CMAKE_OSX_SYSROOT "" CACHE STRING "" FORCE)
+set(CMAKE_OSX_ARCHITECTURES "" CACHE STRING "" FORCE)
+set(CMAKE_CXX_FLAGS_INIT
+    "-nostdinc++ -isystem ${MACOS_SDK}/usr/include/c++/v1 -isystem ${MACOS_SDK}/usr/include -iframework ${MACOS_SDK}/System/Library/Frameworks")
+set(CMAKE_EXE_LINKER_FLAGS_INIT
+    "--ld-path=${MACOS_LINKER} -nostdlib -Wl,-platform_version,macos,11.0,13.0 -Wl,-undefined,dynamic_lookup -Wl,-syslibroot,${MACOS_SDK}")
+
+set(CMAKE_FIND_ROOT_PATH ${MACOS_SDK})
+set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
