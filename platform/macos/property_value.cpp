@@ -37,7 +37,7 @@ std::int64_t NumberByteSize(Value number) {
 }
 
 bool GetNumber(Value number, NumberType type, void* out) {
-    return CFNumberGetValue(asNumber(number), type, out) != 0;
+    return CFNumberGetValue(asNumber(number), static_cast<CFNumberType>(type), out) != 0;
 }
 
 std::int64_t StringLength(Value string) {
@@ -73,7 +73,7 @@ Value CreateBoolean(bool boolean) {
 }
 
 Value CreateNumber(NumberType type, const void* bytes) {
-    return CFNumberCreate(kCFAllocatorDefault, type, bytes);
+    return CFNumberCreate(kCFAllocatorDefault, static_cast<CFNumberType>(type), bytes);
 }
 
 Value CreateString(const char* text, Encoding encoding) {
