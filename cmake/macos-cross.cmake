@@ -31,7 +31,7 @@ set(CMAKE_OSX_ARCHITECTURES "" CACHE STRING "" FORCE)
 set(CMAKE_CXX_FLAGS_INIT
     "-nostdinc++ -isystem ${MACOS_SDK}/usr/include/c++/v1 -isystem ${MACOS_SDK}/usr/include -iframework ${MACOS_SDK}/System/Library/Frameworks")
 set(CMAKE_EXE_LINKER_FLAGS_INIT
-    "--ld-path=${MACOS_LINKER} -nostdlib -Wl,-platform_version,macos,11.0,13.0 -Wl,-undefined,dynamic_lookup -Wl,-syslibroot,${MACOS_SDK}")
+    "-Qunused-arguments --ld-path=${MACOS_LINKER} -nostdlib -Wl,-platform_version,macos,11.0,13.0 -Wl,-undefined,dynamic_lookup -Wl,-syslibroot,${MACOS_SDK}")
 
 set(CMAKE_FIND_ROOT_PATH ${MACOS_SDK})
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)

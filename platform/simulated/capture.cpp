@@ -67,8 +67,8 @@ void* runParse(void* argument) {
 // libplist works through nested containers by recursion, so a file that can nest deeply is
 // parsed on a stack of its own.
 plist_t parseList(const char* content, std::size_t size) {
-    constexpr std::size_t kShallowSize = 32 * 1024;
-    constexpr std::size_t kDeepStack = std::size_t{1} << 30;
+    constexpr std::size_t kShallowSize = 32768;
+    constexpr std::size_t kDeepStack = std::size_t{1} << 28;
     if (size > std::numeric_limits<std::uint32_t>::max()) return nullptr;
     Parse parse = {content, static_cast<std::uint32_t>(size), nullptr};
     if (size <= kShallowSize && plist_is_binary(content, parse.size) == 0) {

@@ -289,7 +289,7 @@ Value CreateNumber(NumberType type, const void* bytes) {
     node->numberType = type == kLong ? kInt64 : type;
     switch (type) {
         case kInt8:
-            node->integer = readAs<std::int8_t>(bytes);
+            node->integer = std::int64_t{readAs<std::int8_t>(bytes)};
             break;
         case kInt16:
             node->integer = readAs<std::int16_t>(bytes);

@@ -1,0 +1,12 @@
+#!/usr/bin/env bash
+# Builds everything and runs all tests, after installing what is missing. Operands go to ctest.
+set -euo pipefail
+top=$(cd "$(dirname "$0")/.." && pwd)
+"$top/scripts/packages.sh" build test examples
+cd "$top"
+cmake --preset release -DBUILD_TESTING=ON >build-test.log 2>&1 ||
+    { cat build-test.log >&2 && exit 1; }
+rm -f build-test.log
+cmake --build --preset release
+jobs=$(getconf _NPROCESSORS_ONLN)
+ctest --test-dir build --output-on-failure -j "$jobs" "$@"
