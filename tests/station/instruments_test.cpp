@@ -1,0 +1,172 @@
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+#include <string>
+
+#include "station/module.h"
+#include "station/radio.h"
+#include "station/signal_generator.h"
+
+using namespace station;
+
+namespace {
+
+std::string answerOf(Instrument& instrument, const char* command) {
+    std::string text;
+    for (const Answer& answer : instrument.receive(command)) text += answer.bytes;
+    return text;
+}
+
+}  // namespace
+
+// Frequencies from the standards' tables.
+TEST(Radio, ChannelsStandWhereTheStandardsPutThem) {
+    EXPECT_EQ(cdmaChannel(0, 384)->downlinkKhz, 881520);
+    EXPECT_EQ(cdmaChannel(0, 1013)->downlinkKhz, 869700);
+    EXPECT_EQ(cdmaChannel(1, 600)->downlinkKhz, 1960000);
+    EXPECT_FALSE(cdmaChannel(0, 850));
+    const struct {
+        int code, number;
+        std::int64_t downlinkKhz;
+    } cases[] = {{18, 190, 881600},  {10, 62, 947400},   {10, 975, 925200},   {11, 699, 1842600},
+                 {12, 661, 1960000}, {9, 9750, 2140000}, {16, 9400, 1960000}, {22, 4182, 881400}};
+    for (const auto& example : cases) {
+        EXPECT_EQ(cellularChannel(*bandOfCode(example.code), example.number)->downlinkKhz,
+                  example.downlinkKhz);
+    }
+    EXPECT_FALSE(cellularChannel(CellularBand::kGsm900, 500));
+    EXPECT_FALSE(bandOfCode(17));
+}
+
+TEST(Radio, ALevelReachesOnlyATunedReceiver) {
+    const Channel gsm = *cellularChannel(CellularBand::kGsm850, 190);
+    const struct {
+        bool output;
+        double frequencyHz, levelDbm;
+        int receiver, reading;
+    } cases[] = {{true, 881.6e6, -50, 1, -80},   {true, 881.6e6, -50, 2, -84},
+                 {true, 881.69e6, -50, 1, -80},  {true, 881.71e6, -50, 1, -113},
+                 {false, 881.6e6, -50, 1, -113}, {true, 881.6e6, -130, 1, -113},
+                 {true, 881.6e6, 25, 1, -20}};
+    for (const auto& example : cases) {
+        const RfField field{example.output, example.frequencyHz, example.levelDbm};
+        EXPECT_EQ(receivedLevel(field, gsm, example.receiver), example.reading);
+    }
+}
+
+TEST(Module, KeepsItsState) {
+    RfField field;
+    Module module(parseModuleSpec("0x8231,temp=-5/60"), 2, field);
+    const struct {
+        const char* command;
+        const char* answer;  // behind the echo
+    } dialogue[] = {
+        {"AT!DAFTMACT", "ERROR\r\n"},
+        {"AT!ENTERCND=\"wrong\"", "ERROR\r\n"},
+        {"AT!ENTERCND=\"K482\"", "OK\r\n"},
+        {"AT!DASCHAN=62", "ERROR\r\n"},
+        {"at!daftmact", "OK\r\n"},
+        {"AT!DASBAND=17", "ERROR\r\n"},
+        {"AT!DASBAND=10", "OK\r\n"},
+        {"AT!DASCHAN=500", "ERROR\r\n"},
+        {"AT!DASCHAN=62", "OK\r\n"},
+        {"AT!DAGGAVGRSSI=61,0", "ERROR\r\n"},
+        {"AT!DAGGAVGRSSI=62,0", "-113 dBm\r\n\r\nOK\r\n"},
+        {"AT+CFUN=2", "ERROR\r\n"},
+        {"AT+CFUN=0", "OK\r\n"},
+        {"AT+CFUN?", "+CFUN: 0\r\n\r\nOK\r\n"},
+        {"AT!DTEMP? 1", "60\r\n\r\nOK\r\n"},
+        {"AT!DTEMP? 2", "ERROR\r\n"},
+        {"AT+CPBR=1", "OK\r\n"},
+        {"AT+CPBW=1,\"123\",129,\"hi\"", "OK\r\n"},
+        {"AT+CPBR=1", "+CPBR: 1,\"123\",129,\"hi\"\r\n\r\nOK\r\n"},
+        {"AT+CPBW=1,\"\",129,\"\"", "OK\r\n"},
+        {"AT+CPBR=1", "OK\r\n"},
+        {"AT+CPBW=2", "ERROR\r\n"},
+        {"AT!STATUS", "ERROR\r\n"},  // the other family's
+        {"AT+NONSENSE", "ERROR\r\n"},
+        {"", "ERROR\r\n"},
+    };
+    for (const auto& line : dialogue) {
+        EXPECT_EQ(answerOf(module, line.command),
+                  std::string(line.command) + "\r\r\n" + line.answer);
+    }
+}
+
+TEST(Module, SpecsAreReadAndBadOnesRefused) {
+    const ModuleSpec spec = parseModuleSpec(
+        "0x0019,sim=absent,busy=3,asleep=yes,temp=38,phonebook=stuck,fault=late@AT+X");
+    EXPECT_EQ(spec.productId, 0x0019U);
+    EXPECT_EQ(spec.sim, SimState::kAbsent);
+    EXPECT_EQ(spec.busy, 3);
+    EXPECT_TRUE(spec.asleep);
+    EXPECT_EQ(spec.temperatures[1], 38);
+    EXPECT_TRUE(spec.phonebookStuck);
+    EXPECT_EQ(spec.fault.kind, FaultKind::kLate);
+    EXPECT_EQ(spec.fault.command, "AT+X");
+    for (const char* bad : {"", "gsm", "hspa,sim", "hspa,sim=lost", "hspa,colour=red", "0x",
+                            "hspa,busy=many", "hspa,fault=loud"}) {
+        EXPECT_THROW(parseModuleSpec(bad), std::invalid_argument) << bad;
+    }
+}
+
+TEST(Fault, SplitsAndCutsWithinTheFirstLine) {
+    RfField field;
+    Module module(parseModuleSpec("hspa"), 0, field);
+    const std::string whole = answerOf(module, "AT+CFUN?");
+    auto answers = receiveWithFault(parseFault("split@at+c"), &module, "AT+CFUN?");
+    ASSERT_EQ(answers.size(), 2U);
+    EXPECT_EQ(answers[0].bytes + answers[1].bytes, whole);
+    EXPECT_EQ(answers[0].bytes.find_first_of("\r\n"), std::string::npos);
+    EXPECT_EQ(receiveWithFault(parseFault("split@AT!"), &module, "AT+CFUN?").size(), 1U);
+    EXPECT_TRUE(receiveWithFault(parseFault("silent"), &module, "AT+CFUN=0").empty());
+    EXPECT_EQ(answerOf(module, "AT+CFUN?"), whole) << "a deaf module carried a command out";
+    answers = receiveWithFault(parseFault("hangup-mid"), &module, "AT+CFUN?");
+    EXPECT_TRUE(answers.back().hangUp);
+    EXPECT_EQ(receiveWithFault(parseFault("garbage"), &module, "AT")[0].bytes.size(), 258U);
+}
+
+TEST(Generator, TakesSCPIInAllItsForms) {
+    const struct {
+        const char* line;
+        const char* answer;
+    } dialogue[] = {
+        {"*RST", ""},
+        {"FREQ?", "100000000\n"},
+        {"SOUR:FREQ 881.600037MHz", ""},
+        {":source:frequency:cw?", "881600037\n"},
+        {"freq 1.5 GHZ;FREQ?;:OUTP ON;OUTPUT1:STATE?", "1500000000;1\n"},
+        {"SOUR1:FREQ 900000 kHz;FREQ?", "900000000\n"},
+        {"SOUR:POWer:LEVel -50;POW?", "-50.00\n"},
+        {"POW:LEV 3 DBM;POW?", "3.00\n"},
+        {"POW 26", ""},
+        {"FREQ 10 GHz", ""},
+        {"FREQ 10 V", ""},
+        {"FREQ x", ""},
+        {"FREQ", ""},
+        {"NONS:ENSE 1", ""},
+        {"OUTP MAYBE", ""},
+        {"*IDN? 1", ""},
+        {"SYST:ERR?", "-222,\"Data out of range\"\n"},
+        {"SYST:ERR?;SYST:ERR:NEXT?", "-222,\"Data out of range\";-131,\"Invalid suffix\"\n"},
+        {"SYST:ERR?;:SYST:ERR?", "-104,\"Data type error\";-109,\"Missing parameter\"\n"},
+        {"SYST:ERR?", "-113,\"Undefined header\"\n"},
+        {"SYST:ERR?;SYST:ERR?",
+         "-224,\"Illegal parameter value\";-108,\"Parameter not allowed\"\n"},
+        {"SYST:ERR?", "0,\"No error\"\n"},
+        {":SYST:DISP:UPD OFF;SYSTEM:DISPLAY:UPDATE?", "0\n"},
+        {"::;;: ;?", ""},
+        {"*CLS;SYST:ERR?;*OPC?", "0,\"No error\";1\n"},
+    };
+    RfField field;
+    SignalGenerator generator(&field);
+    std::string notes;
+    generator.note = [&](std::string_view note) { notes += std::string(note) + "\n"; };
+    for (const auto& line : dialogue) {
+        EXPECT_EQ(answerOf(generator, line.line), line.answer) << line.line;
+    }
+    EXPECT_TRUE(notes.starts_with("error queue: -222,\"Data out of range\"\n"));
+    EXPECT_TRUE(field.output);
+    answerOf(generator, "*RST");
+    EXPECT_FALSE(field.output);
+}

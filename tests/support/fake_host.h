@@ -1,0 +1,27 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <string>
+#include <vector>
+
+// The host that unit tests run on, in the place of the real one: pauses are recorded and not waited
+// for, device paths lead to ptys, shell lines get scripted statuses.
+struct FakeHost {
+    std::vector<std::uint32_t> pauses;           // milliseconds, in order
+    std::map<std::string, std::string> devices;  // "/dev/..." to where it really is
+    std::vector<std::string> shellLines;
+    std::function<int(const std::string&)> shell = [](const std::string&) { return 0; };
+    std::function<bool(const std::string&)> isReadable = [](const std::string&) { return true; };
+    std::uint32_t userId = 0;
+};
+
+// The one in use. A test begins with a fresh one: gHost = {}.
+extern FakeHost gHost;
+
+// Whether this thread is in the host now, and not in the tool's own rooms.
+extern thread_local bool gInHost;
+
+// What `action` prints on standard output.
+std::string printed(const std::function<void()>& action);

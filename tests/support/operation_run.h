@@ -1,0 +1,26 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "tests/support/scripted_device.h"
+
+// One operation against one scripted module: what went over the wire, what was printed, how long
+// the tool meant to pause.
+struct OperationRun {
+    int result = -1;
+    std::string output;
+    std::string wire;  // commands parted by a blank, their line ends taken off
+    std::vector<std::uint32_t> pauses;
+};
+
+// Serves `operation` with gCardModel set to `productId` and the tty of a device that plays
+// `script`.
+OperationRun runOperation(std::uint32_t productId, ScriptedDevice::Script script,
+                          const std::function<int(const char* tty)>& operation);
+
+// A script that answers every command as a module does: echo, then the text of the last of
+// `answers` whose first part the command begins with, then "OK"; an answer of "!" is an ERROR.
+ScriptedDevice::Script answering(std::vector<std::pair<std::string, std::string>> answers);

@@ -1,0 +1,333 @@
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "discovery/kernel_extension.h"
+#include "discovery/module_table.h"
+#include "discovery/serial_device.h"
+#include "platform/simulated/simulated_registry.h"
+#include "serial/serial_port.h"
+#include "tests/support/fake_host.h"
+
+using simulated::Call;
+
+namespace {
+
+constexpr const char* kPlane = registry::kServicePlane;
+
+property::Value text(const char* value) {
+    return property::CreateString(value, property::kUtf8);
+}
+
+property::Value number(std::int32_t value) {
+    return property::CreateNumber(property::kInt32, &value);
+}
+
+simulated::Entry addPort(const char* callout) {
+    const auto entry =
+        simulated::AddEntry(kPlane, simulated::kRoot, {"IOSerialBSDClient", "IOSerialBSDClient"});
+    if (callout != nullptr) {
+        simulated::SetProperty(entry, "IOCalloutDevice", text(callout));
+        simulated::SetProperty(entry, "IOTTYDevice", text(callout + 8));
+    }
+    return entry;
+}
+
+simulated::Entry addSupport() {
+    return simulated::AddEntry(kPlane, simulated::kRoot, {"Support", "OrvelWWANSupport"});
+}
+
+void addProduct(std::int32_t id) {
+    simulated::SetProperty(addSupport(), "idProduct", number(id));
+}
+
+void fillTwoModules() {
+    simulated::ClearRegistry();
+    addPort("/dev/cu.Bluetooth");
+    addPort("/dev/cu.wwanCMD19");
+    addPort(nullptr);
+    addSupport();  // without an id: the next service's goes to the next port
+    addProduct(0x8232);
+    addPort("/dev/cu.wwanCMD29");
+    addProduct(0x0019);
+}
+
+void expectNothingHeld() {
+    EXPECT_EQ(simulated::LiveObjects(), 0U);
+    EXPECT_EQ(simulated::Misuses(), 0U);
+}
+
+void expectTwoModules() {
+    EXPECT_EQ(gTotalWWANDevices, 2);
+    EXPECT_STREQ(gWWANDevice[0].path, "/dev/cu.wwanCMD19");
+    EXPECT_EQ(gWWANDevice[0].productId, 0x8232U);
+    EXPECT_STREQ(gWWANDevice[1].path, "/dev/cu.wwanCMD29");
+    EXPECT_EQ(gWWANDevice[1].productId, 0x0019U);
+}
+
+}  // namespace
+
+TEST(Identify, PairsPortsAndIdsByPosition) {
+    fillTwoModules();
+    EXPECT_EQ(printed([] { EXPECT_EQ(IdentifyWWANModule(), kDiscoveryOk); }), "");
+    expectTwoModules();
+    expectNothingHeld();
+}
+
+// A module that stands in the table twice is tested twice and its neighbour not at all.
+TEST(Identify, StartsFromNothingWhenTheRegistryChanges) {
+    for (const bool lastOne : {false, true}) {
+        for (int entries = 0; entries <= 4; ++entries) {
+            fillTwoModules();
+            simulated::InvalidateIterator(entries, lastOne);
+            EXPECT_EQ(printed([] { EXPECT_EQ(IdentifyWWANModule(), kDiscoveryOk); }), "");
+            expectTwoModules();
+            expectNothingHeld();
+        }
+    }
+}
+
+TEST(Identify, CountsModules) {
+    const struct {
+        int ports;
+        int result;
+        const char* output;
+    } cases[] = {{0, kNoModule, "WARNING: WWAN module not found\n"},
+                 {4, kDiscoveryOk, ""},
+                 {5, kTooManyModules,
+                  "WARNING: More than 4 WWAN module(s) found.\n"
+                  "WARNING: Tarnwick only supports 4 device at a time.\n"}};
+    for (const auto& example : cases) {
+        simulated::ClearRegistry();
+        for (int port = 0; port < example.ports; ++port) {
+            addPort(("/dev/cu.wwanCMD" + std::to_string(port)).c_str());
+            addProduct(0x8231 + port);
+        }
+        const std::string output =
+            printed([&] { EXPECT_EQ(IdentifyWWANModule(), example.result); });
+        EXPECT_EQ(output, example.output);
+        EXPECT_EQ(gTotalWWANDevices, example.ports);
+        for (int port = 0; port < std::min(example.ports, 4); ++port) {
+            EXPECT_EQ(gWWANDevice[port].productId, static_cast<std::uint32_t>(0x8231 + port));
+        }
+    }
+}
+
+TEST(Identify, ReportsEachRegistryFailureInEitherPass) {
+    const struct {
+        Call call;
+        const char* output;
+    } cases[] = {
+        {Call::kMasterPort, "IdentifyWWANModule: IOMasterPort returned: -5\n"},
+        {Call::kServiceMatching,
+         "IdentifyWWANModule: IOServiceMatching returned a NULL dictionary.\n"},
+        {Call::kGetMatchingServices,
+         "IdentifyWWANModule: IOServiceGetMatchingServices returned -5\n"},
+    };
+    for (const auto& example : cases) {
+        for (const int passes : {0, 1}) {
+            fillTwoModules();
+            simulated::FailCall(example.call, -5, passes);
+            const std::string output =
+                printed([] { EXPECT_EQ(IdentifyWWANModule(), kRegistryFailed); });
+            EXPECT_EQ(output, example.output);
+            EXPECT_EQ(gTotalWWANDevices, passes == 0 ? 0 : 2);
+            expectNothingHeld();
+        }
+    }
+}
+
+TEST(Identify, CutsALongPathAndTakesOddValuesAsTheyAre) {
+    simulated::ClearRegistry();
+    addPort("/dev/cu.wwanCMD-of-a-very-long-name");
+    simulated::SetProperty(addPort(nullptr), "IOCalloutDevice", number(7));
+    simulated::SetProperty(addSupport(), "idProduct", text("33330 and more"));
+    printed([] { EXPECT_EQ(IdentifyWWANModule(), kDiscoveryOk); });
+    EXPECT_EQ(gTotalWWANDevices, 1);
+    EXPECT_STREQ(gWWANDevice[0].path, "/dev/cu.wwanCMD-of-");
+    EXPECT_EQ(gWWANDevice[0].productId, 33330U);
+}
+
+TEST(Obtain, TakesTheLastPathThatContainsTheText) {
+    fillTwoModules();
+    IdentifyWWANModule();
+    const struct {
+        const char* text;
+        int result;
+        std::uint32_t id;
+    } cases[] = {{"wwanCMD", 0, 0x0019},
+                 {"CMD19", 0, 0x8232},
+                 {"/dev/cu.wwanCMD29", 0, 0x0019},
+                 {"", 0, 0x0019},
+                 {"/dev/cu.wwanCNTL19", kNoModule, 77}};
+    for (const auto& example : cases) {
+        std::uint32_t id = 77;
+        EXPECT_EQ(ObtainWWANModuleProductID(example.text, &id), example.result);
+        EXPECT_EQ(id, example.id) << example.text;
+    }
+    gTotalWWANDevices = 0;
+    std::uint32_t id = 77;
+    EXPECT_EQ(ObtainWWANModuleProductID("", &id), kNoModule);
+}
+
+TEST(TypeRef, TextByType) {
+    const std::size_t before = simulated::LiveValues();
+    const std::uint8_t bytes[] = {'a', 'b', 'c', 'd', 'e', 'f', 'g', 'h'};
+    const double real = 2.5;
+    const std::int64_t wide = 33330;
+    const struct {
+        property::Value value;
+        std::string text;
+    } cases[] = {
+        {nullptr, "?"},
+        {property::CreateBoolean(true), "1"},
+        {property::CreateBoolean(false), "0"},
+        {number(33330), "33330"},
+        {number(-1), "-1"},
+        {property::CreateNumber(property::kInt64, &wide), "33330"},
+        {property::CreateNumber(property::kFloat64, &real), "?"},
+        {text("seven77"), "seven77"},
+        {text("eight888"), "?"},
+        {text("\xC3\xA9t\xC3\xA9"), "\x8Et\x8E"},
+        {text("\xE4\xB8\x96"), "?"},
+        {property::CreateData(bytes, 7), "abcdefg"},
+        {property::CreateData(bytes, 8), "?"},
+        {property::CreateData(bytes, 0), "?"},
+    };
+    for (const auto& example : cases) {
+        char text[8] = {};
+        TypeRefToString(example.value, text, sizeof text);
+        EXPECT_EQ(text, example.text);
+    }
+    EXPECT_EQ(simulated::LiveValues(), before);
+    char text[8] = {};
+    const property::Value other = simulated::CreateOther();
+    TypeRefToString(other, text, sizeof text);
+    EXPECT_STREQ(text, "?");
+    EXPECT_EQ(simulated::LiveValues(), before + 1) << "a value without a text stays the caller's";
+    property::Release(other);
+}
+
+TEST(BSDPath, ReportsAsTheLastDeviceDid) {
+    const struct {
+        const char* wanted;
+        int result;
+        const char* output;
+    } cases[] = {
+        {"CMD29", kDeviceOk,
+         "kIOTTYDeviceKey = Bluetooth\nkIOTTYDeviceKey = wwanCMD19\nkIOTTYDeviceKey = wwanCMD29\n"
+         "kIOCalloutDeviceKey = /dev/cu.wwanCMD29\n"},
+        {"CMD19", kDeviceNotMatched,
+         "kIOTTYDeviceKey = Bluetooth\nkIOTTYDeviceKey = wwanCMD19\n"
+         "kIOCalloutDeviceKey = /dev/cu.wwanCMD19\nkIOTTYDeviceKey = wwanCMD29\n"},
+    };
+    for (const auto& example : cases) {
+        simulated::ClearRegistry();
+        for (const char* port : {"/dev/cu.Bluetooth", "/dev/cu.wwanCMD19", "/dev/cu.wwanCMD29"}) {
+            addPort(port);
+        }
+        char path[2] = {'x', 'y'};
+        const std::string output =
+            printed([&] { EXPECT_EQ(GetWWanBSDPath(example.wanted, path), example.result); });
+        EXPECT_EQ(output, example.output);
+        EXPECT_EQ(std::string(path, 2), std::string("\0y", 2));
+        expectNothingHeld();
+    }
+}
+
+TEST(BSDPath, KeepsAnAbsentPropertysTextAndStopsAtOneWithoutText) {
+    simulated::ClearRegistry();
+    addPort("/dev/cu.wwanCMD19");
+    addPort(nullptr);
+    simulated::SetProperty(addPort(nullptr), "IOTTYDevice", number(7));
+    char path[2] = {};
+    const std::string output =
+        printed([&] { EXPECT_EQ(GetWWanBSDPath("CMD19", path), kDeviceLookupFailed); });
+    EXPECT_EQ(output,
+              "kIOTTYDeviceKey = wwanCMD19\nkIOCalloutDeviceKey = /dev/cu.wwanCMD19\n"
+              "kIOTTYDeviceKey = /dev/cu.wwanCMD19\nkIOCalloutDeviceKey = /dev/cu.wwanCMD19\n"
+              "kIOTTYDeviceKey = \n");
+    expectNothingHeld();
+    simulated::FailCall(Call::kMasterPort, -5);
+    EXPECT_EQ(printed([&] { EXPECT_EQ(GetWWanBSDPath("", path), kDeviceLookupFailed); }),
+              "GetWWanBSDPath: IOMasterPort returned: -5\n");
+    simulated::ClearRegistry();
+    addPort("/dev/cu.wwanCMD19");
+    simulated::InvalidateIterator(1);
+    EXPECT_EQ(printed([&] { EXPECT_EQ(GetWWanBSDPath("x", path), kDeviceNotMatched); }),
+              "kIOTTYDeviceKey = wwanCMD19\nInvalid  InteratorkIOTTYDeviceKey = wwanCMD19\n");
+}
+
+TEST(DeviceWait, ChecksTenTimesASecondApartAndOnceMore) {
+    for (const std::size_t readableAfter : {0U, 4U, 10U, 11U}) {
+        gHost = {};
+        gHost.isReadable = [&](const std::string&) { return gHost.pauses.size() >= readableAfter; };
+        char message[kMessageSize] = {};
+        const bool seen = readableAfter <= 10;
+        EXPECT_EQ(verifyDeviceConnected("/dev/tty.X", message), seen ? kDeviceOk : kDeviceTimeout);
+        EXPECT_EQ(gHost.pauses, std::vector<std::uint32_t>(seen ? readableAfter : 10, 1000));
+        EXPECT_STREQ(message, seen ? ""
+                                   : "verifyDeviceConnected: Timeout waiting for serial device "
+                                     "'/dev/tty.X'\n");
+    }
+}
+
+TEST(Kext, ChangesOnlyWhatItMustAndOnlyAsRoot) {
+    const std::string list = "/usr/sbin/kextstat | grep \"N\" > /dev/null 2>&1";
+    const std::string load = "/sbin/kextload \"/D/N.kext\" >> /tmp/kextload.log 2>&1";
+    const std::string unload = "/sbin/kextunload \"/D/N.kext\" >> /tmp/kextunload.log 2>&1";
+    const struct {
+        bool unloads;
+        bool loaded;
+        std::uint32_t userId;
+        int toolStatus;
+        int result;
+        std::vector<std::string> lines;
+        const char* message;
+    } cases[] = {
+        {false, true, 501, 0, kKextOk, {list}, ""},
+        {false, false, 501, 0, kNotRoot, {list}, "loadKext: Must be run as root\n"},
+        {false, false, 0, 0, kKextOk, {list, load}, ""},
+        {false,
+         false,
+         0,
+         256,
+         kLoadFailed,
+         {list, load},
+         "loadKext: Error (256) loading the kext (/D/N.kext), see '/tmp/kextload.log' for details"},
+        {true, false, 501, 0, kKextOk, {list}, ""},
+        {true, true, 501, 0, kNotRoot, {list}, "unloadKext: Must be run as root"},
+        {true, true, 0, 0, kKextOk, {list, unload}, ""},
+        {true,
+         true,
+         0,
+         256,
+         kUnloadFailed,
+         {list, unload},
+         "unloadKext: Error (256) unloading the kext (/D/N.kext), see '/tmp/kextunload.log' for "
+         "details"},
+    };
+    for (const auto& example : cases) {
+        for (const bool wantsMessage : {true, false}) {
+            gHost = {};
+            gHost.userId = example.userId;
+            gHost.shell = [&](const std::string& line) {
+                return line == list ? (example.loaded ? 0 : 256) : example.toolStatus;
+            };
+            char message[kMessageSize] = {};
+            char* target = wantsMessage ? message : nullptr;
+            std::uint32_t wasLoaded = 7;
+            EXPECT_EQ(example.unloads ? unloadKext("/D", "N", target)
+                                      : loadKext("/D", "N", &wasLoaded, target),
+                      example.result);
+            EXPECT_EQ(gHost.shellLines, example.lines);
+            if (wantsMessage) {
+                EXPECT_STREQ(message, example.message);
+            }
+            if (!example.unloads) {
+                EXPECT_EQ(wasLoaded, example.loaded ? 1U : 0U);
+            }
+        }
+    }
+}

@@ -1,0 +1,357 @@
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "discovery/module_table.h"
+#include "modem/identity.h"
+#include "modem/power.h"
+#include "modem/query.h"
+#include "modem/sim_interface.h"
+#include "modem/thermistor.h"
+#include "serial/module_session.h"
+#include "tests/support/operation_run.h"
+
+namespace {
+
+using Text = char[kReplySize];
+
+// A module that sends `reply` as it stands, whatever it is asked.
+ScriptedDevice::Script saying(const std::string& reply) {
+    return [reply](const std::string&) { return ScriptedDevice::Reaction{reply}; };
+}
+
+ScriptedDevice::Script hangingUp() {
+    return [](const std::string&) { return ScriptedDevice::Reaction{"", true}; };
+}
+
+constexpr const char* kGone = " --- code= 0, msg= readSerialPort: Error reading from serial port\n";
+
+}  // namespace
+
+TEST(Value, IsCutOutOfTheFirstLineWithThePrefix) {
+    const std::string longText(700, 'v');
+    const struct {
+        std::string reply;
+        std::uint32_t afterSeparator;
+        std::string value;
+    } cases[] = {
+        {"AT+X?\r\r\nP: a: 7\r\n\r\nOK\r\n", 1, " 7"},
+        {"AT+X?\r\r\nP: 7\r\nP: 8\r\nOK\r\n", 1, " 7"},
+        {"AT+X?\r\r\nP: 7\r\n\r\nOK\r\n", 0, "P: 7"},
+        {"AT+X?\r\r\nP:\r\nOK\r\n", 1, ""},
+        {"AT+X?\r\r\nP 7\r\nOK\r\n", 1, "P 7"},  // no separator: the whole line
+        {"AT+X?\r\r\nnothing\r\nOK\r\n", 1, ""},
+        {"P: early\rx\r\n", 1, " early"},
+        {"\r\n", 1, ""},
+        {"P:" + longText + "\r\n", 1, longText.substr(0, kValueSize - 1)},
+    };
+    for (const auto& example : cases) {
+        Text value = "old";
+        const OperationRun run = runOperation(0x8231, saying(example.reply), [&](const char* tty) {
+            return GetWWanValue(tty, "AT+X?\r", "P", example.afterSeparator, ':', value);
+        });
+        EXPECT_EQ(run.result, 0);
+        EXPECT_EQ(value, example.value);
+        EXPECT_EQ(run.output, "");
+        EXPECT_EQ(run.pauses, std::vector<std::uint32_t>{600});
+    }
+}
+
+TEST(Value, FailsOnlyInPrintWhenTheModuleGoes) {
+    Text value = "old";
+    OperationRun run = runOperation(0x8231, hangingUp(), [&](const char* tty) {
+        return GetWWanValue(tty, "AT+X?\r", "P", 1, ':', value);
+    });
+    EXPECT_EQ(run.result, 0);
+    EXPECT_STREQ(value, "");
+    EXPECT_EQ(run.output, std::string("GetWWanValue: error while issue command AT+X?\r") + kGone);
+
+    // A reply of any bytes and a length beyond the buffer ends as a failed exchange.
+    run = runOperation(0x8231, saying(std::string(4000, '\xFE') + "\r\n"), [&](const char* tty) {
+        return GetWWanValue(tty, "AT+X?\r", "P", 1, ':', value);
+    });
+    EXPECT_EQ(run.result, 0);
+    EXPECT_EQ(run.output,
+              "GetWWanValue: error while issue command AT+X?\r --- code= 0, msg= readSerialPort: "
+              "Error buffer full [0]\n");
+
+    run = runOperation(0x8231, hangingUp(), [&](const char*) {
+        return GetWWanValue("/nowhere", "AT+X?\r", "P", 1, ':', value);
+    });
+    EXPECT_EQ(run.result, 1);
+    EXPECT_EQ(run.output,
+              "GetWWanValue: code= 1, msg= OpenSerialPort: Error opening serial port /nowhere\n\n");
+}
+
+TEST(Status, DropsEchoAndEveryLineWithOK) {
+    const struct {
+        std::string reply;
+        std::string status;
+    } cases[] = {
+        {"AT!STATUS\r\r\none\r\ntwo\r\n\r\nOK\r\n", "one\ntwo\r\n\r\n"},
+        {"AT!STATUS\r\r\none\r\nLOOK\r\ntwo\r\nOK\r\n", "one\ntwo\r\n"},
+        {"no line end but OK\r", ""},
+        {"one OK\ntwo\n", "two\n"},
+        {std::string(1000, 'x') + "\nOK\n", std::string(1000, 'x') + "\n"},
+    };
+    for (const auto& example : cases) {
+        Text status = "old";
+        const OperationRun run = runOperation(0x0019, saying(example.reply), [&](const char* tty) {
+            return GetWWanStatus(tty, status);
+        });
+        EXPECT_EQ(run.result, 0);
+        EXPECT_EQ(status, example.status);
+    }
+    Text status = "old";
+    const OperationRun run = runOperation(
+        0x8232, saying("ERROR\r\n"), [&](const char* tty) { return GetWWanStatus(tty, status); });
+    EXPECT_EQ(run.result, 0);
+    EXPECT_STREQ(status, "");
+    EXPECT_EQ(run.output,
+              "GetWWanStatus: error while issue command AT!GSTATUS?\r --- code= 0, msg= "
+              "writeAndReadSerialPort: Comparison Failed - returned 'ERROR', expected 'OK'\n");
+}
+
+TEST(Identity, FollowsTheQueryTable) {
+    const struct {
+        std::int32_t (*operation)(const char*, char*);
+        std::uint32_t productId;
+        const char* answer;
+        int result;
+        const char* text;
+        const char* wire;
+        const char* output;
+    } cases[] = {
+        {GetFWRevision, 0x0019, "S/W VER: p2,59", 0, " p2,59", "AT!MDMVER?", ""},
+        {GetFWRevision, 0x8222, "other", 0, "", "AT!MDMVER?", ""},
+        {GetFWRevision, 0x8231, "!GVER: K2_0 more", 0, "K2_0", "AT!GVER?", ""},
+        {GetFWRevision, 0x8232, "!GVER:   K2_0", 0, "K2_0", "AT!GVER?", ""},
+        {GetFWRevision, 0x8232, "!GVER:", 0, "!GVER:", "AT!GVER?", ""},
+        {GetFWRevision, 0x8232, " !GVER:", 0, " !GVER:", "AT!GVER?", ""},
+        {GetFWRevision, 0x1234, "", 0, "?", "", ""},
+        {GetHWRevision, 0x0019, "", 0, "NA", "", ""},
+        {GetHWRevision, 0x8231, "^HVER: 1.4", 0, "1.4", "AT^HVER", ""},
+        {GetSKU, 0x8222, "", 9, "?", "", "GetSKU(): code= 9, msg= Module Not Supported\n"},
+        {GetSKU, 0x8231, "PRI Part Number: 990 1042", 0, "1042", "AT!PRIID?", ""},
+        {GetSKU, 0x1234, "", 0, "?", "", ""},
+    };
+    for (const auto& example : cases) {
+        Text text = {};
+        const OperationRun run =
+            runOperation(example.productId, answering({{"AT", example.answer}}),
+                         [&](const char* tty) { return example.operation(tty, text); });
+        EXPECT_EQ(run.result, example.result);
+        EXPECT_STREQ(text, example.text);
+        EXPECT_EQ(run.wire, example.wire);
+        EXPECT_EQ(run.output, example.output);
+    }
+}
+
+TEST(Identity, TakesAnyZeroForAnAbsentSIM) {
+    const struct {
+        const char* field;
+        std::uint32_t present;
+    } cases[] = {{"255", 0}, {"1", 1}, {"10", 0}, {"0", 0}, {"", 1}, {"x2559", 0}};
+    for (const auto& example : cases) {
+        Text text = {};
+        std::uint32_t present = 7;
+        const OperationRun run = runOperation(
+            0x8231, answering({{"AT", std::string("^SYSINFO:2,3,0,5,") + example.field}}),
+            [&](const char* tty) { return GetSIMPresence(tty, text, &present); });
+        EXPECT_EQ(present, example.present) << example.field;
+        EXPECT_STREQ(text, example.field);
+        EXPECT_EQ(run.wire, "AT^SYSINFO");
+    }
+    Text text = {};
+    std::uint32_t present = 7;
+    const OperationRun run = runOperation(0x8231, hangingUp(), [&](const char*) {
+        return GetSIMPresence("/nowhere", text, &present);
+    });
+    EXPECT_EQ(run.result, 6);
+    EXPECT_EQ(present, 7U);
+    EXPECT_STREQ(text, "?");
+    EXPECT_EQ(run.output,
+              "GetWWanValue: code= 1, msg= OpenSerialPort: Error opening serial port /nowhere\n\n"
+              "ERROR: GetWWanValue() returns error 1\n");
+}
+
+TEST(Power, AnyLevelAboveZeroIsOn) {
+    const struct {
+        std::uint32_t productId;
+        const char* answer;
+        int result;
+        std::uint32_t state;
+    } cases[] = {{0x8231, "+CFUN: 4", 0, 1},  {0x8232, "+CFUN: 0", 0, 0},
+                 {0x8232, "+CFUN: -1", 0, 0}, {0x8232, "nothing", 0, 0},
+                 {0x0019, "", 9, 7},          {0x1234, "", 0, 7}};
+    for (const auto& example : cases) {
+        std::uint32_t state = 7;
+        const OperationRun run =
+            runOperation(example.productId, answering({{"AT", example.answer}}),
+                         [&](const char* tty) { return GetPowerState(tty, &state); });
+        EXPECT_EQ(run.result, example.result);
+        EXPECT_EQ(state, example.state);
+    }
+}
+
+TEST(Power, IsSwitchedWithoutAnAnswer) {
+    const struct {
+        std::uint32_t productId;
+        std::uint32_t state;
+        const char* wire;
+        const char* output;
+    } cases[] = {{0x8231, 7, "AT+CFUN=1", ""},
+                 {0x8232, 0, "AT+CFUN=0", ""},
+                 {0x8222, 1, "", "SetPowerState: code= 9, msg= Module Not Supported\n"},
+                 {0x1234, 1, "", ""}};
+    for (const auto& example : cases) {
+        const OperationRun run = runOperation(example.productId, saying(""), [&](const char* tty) {
+            return SetPowerState(tty, example.state);
+        });
+        EXPECT_EQ(run.result, 0);
+        EXPECT_EQ(run.wire, example.wire);
+        EXPECT_EQ(run.output, example.output);
+        EXPECT_TRUE(run.pauses.empty());
+    }
+}
+
+namespace {
+
+const std::string kAwake = "one\r\ntwo\r\nthree\r\nTemperature: 38 C\r\nfive";
+const std::string kAsleep = "one\r\ntwo\r\nPower: Sleep";
+
+// Asleep until `wakesAt` statuses have been given.
+ScriptedDevice::Script sleeper(int wakesAt, const std::string& level) {
+    return [=, given = 0](const std::string& command) mutable {
+        const bool isStatus = command == "AT!STATUS";
+        const std::string status = given >= wakesAt ? kAwake : kAsleep;
+        given += isStatus ? 1 : 0;
+        return answering({{"AT!STATUS", status}, {"AT!RXAGC?", level}})(command);
+    };
+}
+
+}  // namespace
+
+TEST(Temperature, WakesASleepingModuleOnce) {
+    const std::string wake = " AT!OEM=176 AT!DIAG AT!RX=1 AT!CHAN=0,0 AT!CHAN? AT!RXAGC?";
+    const struct {
+        int wakesAt;
+        const char* level;
+        int result;
+        const char* text;
+        std::string wire;
+        const char* output;
+    } cases[] = {
+        {0, "", 0, "38", "AT!STATUS", ""},
+        {1, "RX AGC = -90 dBm", 0, "38", "AT!STATUS" + wake + " AT!STATUS", ""},
+        {9, "RX AGC = -90 dBm", 6, "?", "AT!STATUS" + wake + " AT!STATUS",
+         "ERROR: GetHWTemperature() module still in SLEEP mode\n"},
+        {9, "no level", 6, "?", "AT!STATUS" + wake, "ERROR: GetWWanRSSI() unable to obtain rssi\n"},
+    };
+    for (const auto& example : cases) {
+        Text text = {};
+        const OperationRun run =
+            runOperation(0x8222, sleeper(example.wakesAt, example.level),
+                         [&](const char* tty) { return GetHWTemperature(tty, text); });
+        EXPECT_EQ(run.result, example.result);
+        EXPECT_STREQ(text, example.text);
+        EXPECT_EQ(run.wire, example.wire);
+        EXPECT_EQ(run.output, example.output);
+    }
+}
+
+TEST(Temperature, ReadsWhatTheLinesHold) {
+    const struct {
+        std::uint32_t productId;
+        ScriptedDevice::Script script;
+        const char* text;
+        const char* wire;
+    } cases[] = {
+        {0x0019, answering({{"AT", "1\r\n2\r\n3\r\nTemperature:"}}), "0", "AT!STATUS"},
+        {0x0019, answering({{"AT", "1\r\n2"}}), "0", "AT!STATUS"},
+        {0x8232, answering({{"AT!DTEMP? 0", "41"}, {"AT!DTEMP? 1", "43"}}), "41\t43",
+         "AT!DTEMP? 0 AT!DTEMP? 1"},
+        {0x8232, answering({{"AT!DTEMP? 0", "hot"}, {"AT!DTEMP? 1", "-5"}}), "0\t-5",
+         "AT!DTEMP? 0 AT!DTEMP? 1"},
+        {0x8232, hangingUp(), "?", "AT!DTEMP? 0"},
+        {0x1234, saying(""), "?", ""},
+    };
+    for (const auto& example : cases) {
+        Text text = {};
+        const OperationRun run =
+            runOperation(example.productId, example.script,
+                         [&](const char* tty) { return GetHWTemperature(tty, text); });
+        EXPECT_EQ(run.result, 0);
+        EXPECT_STREQ(text, example.text);
+        EXPECT_EQ(run.wire, example.wire);
+    }
+}
+
+namespace {
+
+const std::string kWrite = "AT+CPBW=1,\"123456789\",129,\"hello\"";
+const std::string kRead = "AT+CPBR=1";
+const std::string kClear = "AT+CPBW=1,\"\",129,\"\"";
+const std::string kEntry = "+CPBR: 1,\"123456789\",129,\"hello\"";
+
+}  // namespace
+
+TEST(SIM, EachStepHasItsOwnRule) {
+    const std::string through = "AT+CPIN? " + kWrite + " " + kRead + " " + kClear;
+    const struct {
+        std::vector<std::pair<std::string, std::string>> answers;
+        int result;
+        std::string wire;
+        std::string output;
+    } cases[] = {
+        {{{kRead, kEntry}}, 0, through, ""},
+        {{{kRead, kEntry}, {"AT+CPIN?", "+CPIN: SIM PIN"}}, 0, through, ""},
+        {{{"AT+CPIN?", "+CME ERROR: SIM busy"}},
+         10,
+         "AT+CPIN?",
+         "RETURN = AT+CPIN?\r\r\n+CME ERROR: SIM busy\r\n\r\nOK\n"
+         "ERROR: error reading SIM status\n"},
+        {{{kWrite, "!"}},
+         11,
+         "AT+CPIN? " + kWrite,
+         "RETURN = " + kWrite + "\r\r\nERROR\nERROR: error writing to SIM phonebook\n"},
+        {{{kRead, "+CPBR: 1,\"123456789\",145,\"hello\""}},
+         11,
+         "AT+CPIN? " + kWrite + " " + kRead,
+         "RETURN = " + kRead +
+             "\r\r\n+CPBR: 1,\"123456789\",145,\"hello\"\r\n\r\nOK\n"
+             "ERROR: error reading from SIM phonebook\n"},
+        {{{kRead, kEntry}, {kClear, "!"}},
+         11,
+         through,
+         "RETURN = " + kClear + "\r\r\nERROR\nERROR: error writing to SIM phonebook\n"},
+    };
+    for (const auto& example : cases) {
+        const OperationRun run =
+            runOperation(0x8231, answering(example.answers), VerifySIMInterface);
+        EXPECT_EQ(run.result, example.result);
+        EXPECT_EQ(run.wire, example.wire);
+        EXPECT_EQ(run.output, example.output);
+    }
+}
+
+TEST(SIM, RepeatsAStepWhileTheSIMIsBusyAndEndsQuietlyWhenTheModuleGoes) {
+    auto busy = [left = 2](const std::string& command) mutable {
+        if (command.starts_with("AT+CPBW") && left-- > 0) {
+            return ScriptedDevice::Reaction{"SIM busy ERROR\r\n"};
+        }
+        return answering({{kRead, kEntry}})(command);
+    };
+    OperationRun run = runOperation(0x8231, busy, VerifySIMInterface);
+    EXPECT_EQ(run.result, 0);
+    EXPECT_EQ(run.wire,
+              "AT+CPIN? " + kWrite + " " + kWrite + " " + kWrite + " " + kRead + " " + kClear);
+    EXPECT_EQ(run.pauses, std::vector<std::uint32_t>(6, 600));
+    run = runOperation(0x8231, hangingUp(), VerifySIMInterface);
+    EXPECT_EQ(run.result, 0);
+    EXPECT_EQ(run.output,
+              std::string("VerifySIMInterface: error while issue command AT+CPIN?\r") + kGone);
+    run = runOperation(0x0019, hangingUp(), VerifySIMInterface);
+    EXPECT_EQ(run.result, 9);
+    EXPECT_EQ(run.output, "VerifySIMInterface: code= 9, msg= Module Not Supported\n");
+}

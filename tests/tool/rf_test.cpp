@@ -1,0 +1,205 @@
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <string>
+
+#include "cli/verify_arguments.h"
+#include "discovery/module_table.h"
+#include "rf/channel_frequency.h"
+#include "rf/signal_strength.h"
+#include "rf/transmitter.h"
+#include "tests/support/fake_host.h"
+#include "tests/support/operation_run.h"
+
+// Stations compare frequencies to the last digit.
+TEST(Frequency, ToTheLastDigit) {
+    const struct {
+        std::uint32_t band;
+        std::int32_t channel;
+        const char* frequency;
+    } cases[] = {{0, 0, "870.000000"},     {0, 799, "893.969971"},     {0, 800, "0.000000"},
+                 {0, 990, "0.000000"},     {0, 991, "869.039978"},     {0, 1023, "870.000000"},
+                 {1, 0, "1929.949951"},    {1, 25, "1931.199951"},     {1, 1201, "0.000000"},
+                 {2, 190, "881.600037"},   {3, 0, "0.000000"},         {3, 62, "947.400024"},
+                 {3, 125, "0.000000"},     {3, 975, "925.200012"},     {3, 1024, "0.000000"},
+                 {4, 512, "1805.199951"},  {5, 810, "1989.799927"},    {6, 4132, "871.400024"},
+                 {7, 9400, "1960.000000"}, {8, 9750, "2140.000000"},   {8, 9889, "0.000000"},
+                 {9, 1, "0.000000"},       {0xFFFFFFFF, 1, "0.000000"}};
+    for (const auto& example : cases) {
+        char text[32];
+        snprintf(text, sizeof text, "%f",
+                 static_cast<double>(FrequencyLookup(example.band, example.channel)));
+        EXPECT_STREQ(text, example.frequency) << example.band << " " << example.channel;
+    }
+    for (std::uint32_t band = 0; band <= 8; ++band) EXPECT_EQ(FrequencyLookup(band, -1), 0.0F);
+}
+
+TEST(Arguments, EveryCheckPrintsItsLine) {
+    const char* receiver = "VerifyArguments: Invalid input for receiver (3)\n";
+    const struct {
+        std::uint32_t productId;
+        std::int32_t receiver, band, channel;
+        std::string output;
+    } cases[] = {
+        {0x8231, 1, 2, 128, ""},
+        {0x8231, 3, 2, 128, receiver},
+        {0x0019, 1, 9, 5,
+         "VerifyArguments: Invalid input for band (9)\n"
+         "VerifyArguments: Invalid band (9) for installed WWAN module (0x0019) \n"},
+        {0, 1, -1, 5, "VerifyArguments: Invalid input for band (-1)\n"},
+        {0, 2, 1, 0, ""},
+        {0, 2, 0, 799, ""},
+        {0, 2, 0, 991, ""},
+        {0, 2, 0, 800, "VerifyArguments: Invalid input for channel (800) for band 0\n"},
+        {0, 2, 3, 0, "VerifyArguments: Invalid input for channel (0) for band 3\n"},
+        {0, 2, 6, 4234, "VerifyArguments: Invalid input for channel (4234) for band 6\n"},
+        {0, 2, 8, -9888, "VerifyArguments: Invalid input for channel (-9888) for band 8\n"},
+        {0x8232, 1, 1, 25,
+         "VerifyArguments: Invalid band (1) for installed WWAN module (0x8232) \n"},
+        {0x8222, 3, 10, 5,
+         receiver + std::string("VerifyArguments: Invalid input for band (10)\n"
+                                "VerifyArguments: Invalid band (10) for installed WWAN module "
+                                "(0x8222) \n")},
+    };
+    for (const auto& example : cases) {
+        gCardModel = example.productId;
+        const std::string output = printed([&] {
+            EXPECT_EQ(VerifyArguments(example.receiver, example.band, example.channel),
+                      example.output.empty() ? 0 : 1);
+        });
+        EXPECT_EQ(output, example.output);
+    }
+}
+
+TEST(SignalStrength, SendsItsCommandsInOrder) {
+    const std::string enter = "AT!ENTERCND=\"K482\" AT!DAFTMACT ";
+    const struct {
+        std::uint32_t productId;
+        std::int32_t receiver;
+        std::uint32_t band;
+        std::int32_t channel;
+        std::string answer;
+        std::int32_t reading;
+        std::string wire;
+        std::string output;
+    } cases[] = {
+        {0x0019, 2, 1, 25, "RX AGC = a = -95 dBm", -95,
+         "AT!OEM=176 AT!DIAG AT!RX2=1 AT!CHAN=25,1 AT!CHAN? AT!RX2AGC?", ""},
+        {0x8222, 1, 2, 190, "-95 dBm", 65535,  // the receiver command goes out twice
+         "AT!OEM=176 AT!DIAG AT!RX=1 AT!RX=1 AT!CHAN? AT!RXAGC?", ""},
+        {0x8231, 1, 3, 62, "-75 dBm", -75,
+         enter + "AT!DASBAND=10 AT!DASCHAN=62 AT!DASLNAGAIN=0 AT!DAGSRXBURST=0 "
+                 "AT!DAGGAVGRSSI=62,0",
+         "Issue \"AT!DASBAND=10\r\"\n"},
+        {0x8231, 1, 5, 600, "no level", 65535,
+         enter + "AT!DASBAND=12 AT!DASCHAN=600 AT!DASLNAGAIN=0 AT!DAGSRXBURST=0 "
+                 "AT!DAGGAVGRSSI=600,0",
+         "Issue \"AT!DASBAND=12\r\"\n"},
+        {0x8232, 2, 8, 9750, "-81", -81,
+         enter + "AT!DASBAND=9 AT!DASCHAN=9750 AT!DASLNAGAIN=0 AT!DAWSSCHAIN=1 "
+                 "AT!DAWGAVGAGC=9750,0,1",
+         "Issue \"AT!DASBAND=9\r\"\n"},
+        {0x8232, 3, 6, 4132, "-81", 65535,  // the chain command goes out again as the query
+         enter + "AT!DASBAND=22 AT!DASCHAN=4132 AT!DASLNAGAIN=0 AT!DAWSSCHAIN=1 AT!DAWSSCHAIN=1",
+         "Issue \"AT!DASBAND=22\r\"\n"},
+        {0x8231, 1, 0, 991, "-75 dBm", 65535, enter + "AT!DAFTMACT AT!DASCHAN=991 AT!DASLNAGAIN=0",
+         "Issue \"AT!DAFTMACT\r\"\n"},
+    };
+    for (const auto& example : cases) {
+        const OperationRun run = runOperation(example.productId,
+                                              answering({{"AT!RXAGC", example.answer},
+                                                         {"AT!RX2AGC", example.answer},
+                                                         {"AT!DAGGAVG", example.answer},
+                                                         {"AT!DAWGAVG", example.answer}}),
+                                              [&](const char* tty) {
+                                                  return GetWWanRSSI(tty, example.receiver,
+                                                                     example.band, example.channel);
+                                              });
+        EXPECT_EQ(run.result, example.reading);
+        EXPECT_EQ(run.wire, example.wire);
+        EXPECT_EQ(run.output, example.output);
+    }
+}
+
+// Replies that hold no reading, as they stand on the wire.
+TEST(SignalStrength, TakesNoReadingFromABrokenReply) {
+    const struct {
+        std::uint32_t productId;
+        std::uint32_t band;
+        const char* query;
+        const char* reply;
+        std::int32_t reading;
+    } cases[] = {
+        {0x0019, 0, "AT!RXAGC?", "dBm OK\r\n", 65535},
+        {0x0019, 0, "AT!RXAGC?", "x=OK dBm\r\n", 0},
+        {0x0019, 0, "AT!RXAGC?", "a\r\nb= -7 dBm\r\nc= -8 dBm\r\nOK\r\n", -7},
+        {0x8231, 6, "AT!DAWGAVGAGC", "-81\r\nOK\r\n", 65535},
+        {0x8231, 6, "AT!DAWGAVGAGC", "OK AT!DAWGAVGAGC\r\n", 65535},
+        {0x8231, 6, "AT!DAWGAVGAGC", "AT!DAWGAVGAGC\r\r\nOK\r\n", 0},
+        {0x8231, 6, "AT!DAWGAVGAGC", "OK AT!DAWGAVGAGC\r\nskipped\r\n", 65535},
+        {0x8231, 2, "AT!DAGGAVGRSSI", "OK\r\nlevel dBm -3\r\n", 0},
+    };
+    for (const auto& example : cases) {
+        const OperationRun run = runOperation(
+            example.productId,
+            [&](const std::string& command) -> ScriptedDevice::Reaction {
+                if (command.starts_with(example.query)) return {example.reply};
+                return answering({})(command);
+            },
+            [&](const char* tty) { return GetWWanRSSI(tty, 1, example.band, 128); });
+        EXPECT_EQ(run.result, example.reading) << example.reply;
+    }
+}
+
+TEST(SignalStrength, StopsAtAFailedExchange) {
+    const OperationRun run =
+        runOperation(0x8222, answering({{"AT!DIAG", "!"}}),
+                     [](const char* tty) { return GetWWanRSSI(tty, 1, 0, 0); });
+    EXPECT_EQ(run.result, 65535);
+    EXPECT_EQ(run.wire, "AT!OEM=176 AT!DIAG");
+    EXPECT_EQ(run.output,
+              "GetRSSI: error while issue command AT!DIAG\r --- code= 0, msg= "
+              "writeAndReadSerialPort: Comparison Failed - returned 'AT!DIAG\r\r\nERROR', "
+              "expected 'OK'\n");
+    EXPECT_EQ(printed([] { EXPECT_EQ(GetWWanRSSI("/nowhere", 1, 0, 0), 65535); }),
+              "GetRSSI: code= 1, msg= OpenSerialPort: Error opening serial port /nowhere\n\n");
+}
+
+TEST(Transmitter, SendsItsCommandsInOrder) {
+    const std::string enter = "AT!ENTERCND=\"K482\" AT!DAFTMACT ";
+    const struct {
+        std::uint32_t productId;
+        std::int32_t band, channel;
+        std::uint32_t power, enable;
+        std::string wire;
+        std::string output;
+    } cases[] = {
+        {0x8231, 7, 9400, 20, 1,
+         enter + "AT!DASBAND=16 AT!DASCHAN=9400 AT!DASTXON AT!DAWSTXCW=0 AT!DASPDM=2,20 "
+                 "AT!DAWSPARANGE=3",
+         ""},
+        {0x8232, 4, 700, 5, 9,
+         enter + "AT!DASBAND=11 AT!DASCHAN=700 AT!DAGSTXFRAME=0,1,500,0 AT!DASTXON", ""},
+        {0x8232, 2, 128, 0xFFFFFFFF, 1,
+         enter + "AT!DASBAND=18 AT!DASCHAN=128 AT!DAGSTXFRAME=0,1,-100,0 AT!DASTXON", ""},
+        {0x8231, 0, 25, 20, 1, enter + "AT!DAFTMACT AT!DASCHAN=25", ""},
+        {0x8231, -1, 25, 20, 1, enter + "AT!DAFTMACT AT!DASCHAN=25", ""},
+        {0x8231, 7, 9400, 20, 0, "AT!DASTXOFF", ""},
+        {0x0019, 7, 9400, 20, 0, "AT!DASTXOFF", ""},
+        {0x0019, 7, 9400, 20, 1, "", "SetWWanTransmit: code= 9, msg= Module Not Supported\n"},
+        {0x1234, 7, 9400, 20, 1, "", ""},
+    };
+    for (const auto& example : cases) {
+        const OperationRun run =
+            runOperation(example.productId, answering({}), [&](const char* tty) {
+                return static_cast<int>(SetWWanTransmit(tty, example.band, example.channel,
+                                                        example.power, example.enable));
+            });
+        EXPECT_EQ(run.result, 0);
+        EXPECT_EQ(run.wire, example.wire);
+        EXPECT_EQ(run.output, example.output);
+        EXPECT_EQ(run.pauses.size(),
+                  static_cast<std::size_t>(std::count(run.wire.begin(), run.wire.end(), ' ')) +
+                      (run.wire.empty() ? 0 : 1));
+    }
+}
