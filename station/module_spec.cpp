@@ -1,6 +1,8 @@
 #include "station/module_spec.h"
 
+#include <algorithm>
 #include <charconv>
+#include <iterator>
 
 #include "station/choice.h"
 
@@ -26,25 +28,48 @@ void parseTemperatures(std::string_view text, ModuleSpec* spec) {
         slash == std::string_view::npos ? spec->temperatures[0] : number(text.substr(slash + 1));
 }
 
-void parsePair(std::string_view key, std::string_view value, ModuleSpec* spec) {
-    if (key == "sim") {
-        spec->sim = choose<SimState>(value, {{"present", SimState::kPresent},
-                                             {"absent", SimState::kAbsent},
-                                             {"pin", SimState::kPinPending},
-                                             {"error", SimState::kError}});
-    } else if (key == "busy") {
-        spec->busy = number(value);
-    } else if (key == "asleep") {
-        spec->asleep = choose<bool>(value, {{"yes", true}, {"no", false}});
-    } else if (key == "temp") {
-        parseTemperatures(value, spec);
-    } else if (key == "phonebook") {
-        spec->phonebookStuck = choose<bool>(value, {{"stuck", true}, {"good", false}});
-    } else if (key == "fault") {
-        spec->fault = parseFault(value);
-    } else {
-        refuse("unknown module key", key);
+struct Key {
+    std::string_view name;
+    void (*take)(std::string_view value, ModuleSpec* spec);
+};
+
+constexpr Key kKeys[] = {
+    {"sim",
+     [](std::string_view value, ModuleSpec* spec) {
+         spec->sim = choose<SimState>(value, {{"present", SimState::kPresent},
+                                              {"absent", SimState::kAbsent},
+                                              {"pin", SimState::kPinPending},
+                                              {"error", SimState::kError}});
+     }},
+    {"busy", [](std::string_view value, ModuleSpec* spec) { spec->busy = number(value); }},
+    {"asleep",
+     [](std::string_view value, ModuleSpec* spec) {
+         spec->asleep = choose<bool>(value, {{"yes", true}, {"no", false}});
+     }},
+    {"temp", parseTemperatures},
+    {"phonebook",
+     [](std::string_view value, ModuleSpec* spec) {
+         spec->phonebookStuck = choose<bool>(value, {{"stuck", true}, {"good", false}});
+     }},
+    {"fault", [](std::string_view value, ModuleSpec* spec) { spec->fault = parseFault(value); }},
+};
+
+// The key that `pair`, as in "key=value", begins with; null for none.
+const Key* keyOf(std::string_view pair) {
+    const std::string_view name = pair.substr(0, pair.find('='));
+    if (name.size() == pair.size()) return nullptr;
+    const auto* key = std::ranges::find(kKeys, name, &Key::name);
+    return key == std::end(kKeys) ? nullptr : key;
+}
+
+// Where the next pair's comma stands: a fault's command may hold commas of its own.
+std::size_t endOfPair(std::string_view pairs) {
+    std::size_t comma = pairs.find(',');
+    while (comma != std::string_view::npos && pairs.starts_with("fault=") &&
+           keyOf(pairs.substr(comma + 1)) == nullptr) {
+        comma = pairs.find(',', comma + 1);
     }
+    return comma;
 }
 
 }  // namespace
@@ -62,10 +87,10 @@ ModuleSpec parseModuleSpec(std::string_view text) {
     }
     std::string_view rest = comma == std::string_view::npos ? "" : text.substr(comma + 1);
     while (!rest.empty()) {
-        const std::size_t equals = rest.find('=');
-        if (equals == std::string_view::npos) refuse("no value for module key", rest);
-        const std::size_t end = rest.find(',', equals);
-        parsePair(rest.substr(0, equals), rest.substr(equals + 1, end - equals - 1), &spec);
+        const Key* key = keyOf(rest);
+        if (key == nullptr) refuse("not a module key with a value", rest);
+        const std::size_t end = endOfPair(rest);
+        key->take(rest.substr(0, end).substr(key->name.size() + 1), &spec);
         rest = end == std::string_view::npos ? "" : rest.substr(end + 1);
     }
     return spec;

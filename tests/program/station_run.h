@@ -1,0 +1,61 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <string>
+#include <vector>
+
+// What one run of the built tool did.
+struct ToolRun {
+    int status = -1;     // as a shell would give it
+    std::string output;  // standard output, whole
+    std::string errors;  // standard error, whole
+    double processorSeconds = 0;
+};
+
+// Waits for `program` (its first word is a path) and all that it prints. It is killed by SIGTERM,
+// and counted as 143, after `limit` seconds. `environment` holds "NAME=VALUE" words.
+ToolRun runProgram(const std::vector<std::string>& program,
+                   const std::vector<std::string>& environment = {}, double limit = 60);
+
+// The built programs' paths.
+std::string toolPath();
+std::string stationPath();
+
+// A built station that serves until it is stopped; its root is a folder of its own.
+class TestStation {
+  public:
+    explicit TestStation(std::vector<std::string> options = {}, double timeScale = 0.02);
+    ~TestStation();
+    TestStation(const TestStation&) = delete;
+    TestStation& operator=(const TestStation&) = delete;
+
+    const std::string& root() const { return root_; }
+    pid_t process() const { return process_; }
+
+    // Runs the tool at this station. TARNWICK_UNDER in the environment, such as "valgrind -q", is
+    // put in front of it.
+    ToolRun tool(const std::vector<std::string>& arguments, double limit = 60) const;
+    // Starts the tool and leaves it running.
+    pid_t startTool(const std::vector<std::string>& arguments) const;
+
+    // A file below the root, or "" when there is none.
+    std::string read(const std::string& name) const;
+    void write(const std::string& name, const std::string& content) const;
+
+    // The transcript's lines so far, without their times.
+    std::vector<std::string> transcript() const;
+    // Waits until the transcript holds a line that begins with `start`, or fails the test.
+    void waitFor(const std::string& start) const;
+
+    // Stops the station. Afterwards the transcript and the state files are complete.
+    int stop();
+    // Stops the station; the commands that were sent to `line`, parted by blanks.
+    std::string wire(const std::string& line = "wwanCMD19");
+
+  private:
+    std::string root_;
+    pid_t process_ = -1;
+    int output_ = -1;
+    int status_ = -1;
+};
