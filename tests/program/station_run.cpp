@@ -77,19 +77,8 @@ double seconds(const timeval& time) {
     return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
 }
 
-}  // namespace
-
-std::string toolPath() {
-    return TARNWICK;
-}
-
-std::string stationPath() {
-    return TARNWICK_STATION;
-}
-
-ToolRun runProgram(const std::vector<std::string>& program,
-                   const std::vector<std::string>& environment, double limit) {
-    const Started started = start(program, environment, true);
+// Takes all that the program prints and its end; it is killed by SIGTERM after `limit` seconds.
+ToolRun finish(const Started& started, double limit) {
     const auto end = Clock::now() + std::chrono::duration<double>(limit);
     ToolRun run;
     pollfd waits[] = {{started.output, POLLIN, 0}, {started.errors, POLLIN, 0}};
@@ -114,6 +103,21 @@ ToolRun runProgram(const std::vector<std::string>& program,
     run.status = shellStatus(status);
     run.processorSeconds = seconds(usage.ru_utime) + seconds(usage.ru_stime);
     return run;
+}
+
+}  // namespace
+
+std::string toolPath() {
+    return TARNWICK;
+}
+
+std::string stationPath() {
+    return TARNWICK_STATION;
+}
+
+ToolRun runProgram(const std::vector<std::string>& program,
+                   const std::vector<std::string>& environment, double limit) {
+    return finish(start(program, environment, true), limit);
 }
 
 TestStation::TestStation(std::vector<std::string> options, double timeScale) {
@@ -158,11 +162,11 @@ ToolRun TestStation::tool(const std::vector<std::string>& arguments, double limi
     return runProgram(toolCommand(arguments), {"TARNWICK_STATION=" + root_}, limit);
 }
 
-pid_t TestStation::startTool(const std::vector<std::string>& arguments) const {
-    const Started started = start(toolCommand(arguments), {"TARNWICK_STATION=" + root_}, false);
-    close(started.output);
-    close(started.errors);
-    return started.process;
+ToolRun TestStation::toolUntil(const std::vector<std::string>& arguments, const std::string& line,
+                               double limit) const {
+    const Started started = start(toolCommand(arguments), {"TARNWICK_STATION=" + root_}, true);
+    waitFor(line);
+    return finish(started, limit);
 }
 
 std::string TestStation::read(const std::string& name) const {

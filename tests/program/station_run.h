@@ -25,7 +25,7 @@ std::string stationPath();
 // A built station that serves until it is stopped; its root is a folder of its own.
 class TestStation {
   public:
-    explicit TestStation(std::vector<std::string> options = {}, double timeScale = 0.02);
+    explicit TestStation(std::vector<std::string> options = {}, double timeScale = 0.005);
     ~TestStation();
     TestStation(const TestStation&) = delete;
     TestStation& operator=(const TestStation&) = delete;
@@ -36,8 +36,10 @@ class TestStation {
     // Runs the tool at this station. TARNWICK_UNDER in the environment, such as "valgrind -q", is
     // put in front of it.
     ToolRun tool(const std::vector<std::string>& arguments, double limit = 60) const;
-    // Starts the tool and leaves it running.
-    pid_t startTool(const std::vector<std::string>& arguments) const;
+    // Runs the tool, and kills it `limit` seconds after the transcript showed a line that begins
+    // with `line`, unless it ends before.
+    ToolRun toolUntil(const std::vector<std::string>& arguments, const std::string& line,
+                      double limit) const;
 
     // A file below the root, or "" when there is none.
     std::string read(const std::string& name) const;
