@@ -2,6 +2,7 @@
 // station's state.
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <string>
 #include <vector>
@@ -282,4 +283,42 @@ TEST(Driver, ToolsLogWhatTheySay) {
     station.tool({"-c"});
     const std::string once = "tried /Brek/Runtime_Files/Kexts/KeyspanUSAdriver.kext\nloudly\n";
     EXPECT_EQ(station.read("tmp/kextload.log"), once + once);
+}
+
+// Driver tools that fail in every way there is: the run goes on or ends as with a tool that is fine
+// or one that fails, and no more than its own clean-up is done.
+TEST(Driver, ToolsThatMisbehave) {
+    const std::string noise = "head -c 100000 /dev/urandom; head -c 100000 /dev/urandom >&2\n";
+    const struct {
+        const char* tool;
+        std::string script;  // "": the tool is missing
+        int checked;         // exit status of -c
+        int measured;        // and of -s
+    } cases[] = {
+        {"sbin/kextload", noise + "exit 1", 8, 5},
+        {"sbin/kextload", "kill -9 $$", 8, 5},
+        {"sbin/kextload", "", 8, 5},
+        {"sbin/kextload", "sleep 0.05", 11, 5},  // says that it has, and has not
+        {"sbin/kextunload", noise + "exit 1", 9, 9},
+        {"sbin/kextunload", "kill -9 $$", 9, 9},
+        {"sbin/kextunload", "", 9, 9},
+        {"sbin/kextunload", "sleep 0.05", 0, 0},
+        {"usr/sbin/kextstat", noise, 0, 0},
+        {"usr/sbin/kextstat", "kill -9 $$", 0, 0},
+        {"usr/sbin/kextstat", "", 0, 0},
+    };
+    for (const auto& example : cases) {
+        SCOPED_TRACE(std::string(example.tool) + ": " + example.script);
+        for (const bool measure : {false, true}) {
+            TestStation station({"-m", "evdo"});
+            station.write(example.tool, "#!/bin/sh\n" + example.script + "\n");
+            if (example.script.empty()) unlink((station.root() + "/" + example.tool).c_str());
+            const ToolRun run =
+                station.tool(measure ? Words{"-s", "1", "1", "600", "-50", "0"} : Words{"-c"});
+            EXPECT_EQ(run.status, measure ? example.measured : example.checked) << run.output;
+            const bool completed = run.status == 0;
+            EXPECT_EQ(run.output.ends_with(measure ? "-80 dBm\n" : kIdentified), completed)
+                << run.output;
+        }
+    }
 }

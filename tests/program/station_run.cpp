@@ -162,6 +162,13 @@ ToolRun TestStation::tool(const std::vector<std::string>& arguments, double limi
     return runProgram(toolCommand(arguments), {"TARNWICK_STATION=" + root_}, limit);
 }
 
+pid_t TestStation::startTool(const std::vector<std::string>& arguments) const {
+    const Started started = start(toolCommand(arguments), {"TARNWICK_STATION=" + root_}, true);
+    close(started.output);
+    close(started.errors);
+    return started.process;
+}
+
 ToolRun TestStation::toolUntil(const std::vector<std::string>& arguments, const std::string& line,
                                double limit) const {
     const Started started = start(toolCommand(arguments), {"TARNWICK_STATION=" + root_}, true);

@@ -36,6 +36,8 @@ class TestStation {
     // Runs the tool at this station. TARNWICK_UNDER in the environment, such as "valgrind -q", is
     // put in front of it.
     ToolRun tool(const std::vector<std::string>& arguments, double limit = 60) const;
+    // Starts the tool, its output thrown away, and leaves it running.
+    pid_t startTool(const std::vector<std::string>& arguments) const;
     // Runs the tool, and kills it `limit` seconds after the transcript showed a line that begins
     // with `line`, unless it ends before.
     ToolRun toolUntil(const std::vector<std::string>& arguments, const std::string& line,
