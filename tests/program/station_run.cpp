@@ -147,9 +147,9 @@ TestStation::~TestStation() {
     fs::remove_all(root_);
 }
 
-int TestStation::stop() {
+int TestStation::stop(int signal) {
     if (process_ == -1) return status_;
-    kill(process_, SIGTERM);
+    kill(process_, signal);
     int status = 0;
     waitpid(process_, &status, 0);
     status_ = shellStatus(status);

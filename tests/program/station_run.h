@@ -2,6 +2,7 @@
 
 #include <sys/types.h>
 
+#include <csignal>
 #include <string>
 #include <vector>
 
@@ -52,8 +53,9 @@ class TestStation {
     // Waits until the transcript holds a line that begins with `start`, or fails the test.
     void waitFor(const std::string& start) const;
 
-    // Stops the station. Afterwards the transcript and the state files are complete.
-    int stop();
+    // Stops the station by the signal, or waits for it to end by itself (0); its exit status.
+    // Afterwards the transcript and the state files are complete.
+    int stop(int signal = SIGTERM);
     // Stops the station; the commands that were sent to `line`, parted by blanks.
     std::string wire(const std::string& line = "wwanCMD19");
 

@@ -1,0 +1,123 @@
+// The built station as a program: what it runs, how it ends, what it leaves behind.
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "tests/program/station_run.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+using Words = std::vector<std::string>;
+
+ToolRun station(Words arguments, double limit = 60) {
+    arguments.insert(arguments.begin(), stationPath());
+    return runProgram(arguments, {}, limit);
+}
+
+// A capture of a Mac that has a module of its own.
+constexpr const char* kCapture = R"(<plist version="1.0"><dict>
+<key>IORegistryEntryName</key><string>Root</string>
+<key>IORegistryEntryChildren</key><array>
+<dict><key>IOObjectClass</key><string>IOSerialBSDClient</string>
+<key>IOCalloutDevice</key><string>/dev/cu.wwanCMD5</string></dict>
+<dict><key>IOObjectClass</key><string>OrvelWWANSupport</string>
+<key>idProduct</key><integer>33329</integer></dict>
+</array></dict></plist>)";
+
+}  // namespace
+
+TEST(Station, EndsAsItsCommandDoes) {
+    const struct {
+        Words command;
+        int status;
+    } cases[] = {{{"true"}, 0},
+                 {{"sh", "-c", "exit 7"}, 7},
+                 {{"sh", "-c", "kill -9 $$"}, 137},
+                 {{"/no/such/command"}, 127},
+                 {{"/tmp"}, 126},
+                 // The command is told of the signal, and decides.
+                 {{"sh", "-c", "trap 'exit 5' TERM; kill $PPID; while :; do sleep 0.01; done"}, 5}};
+    for (const auto& example : cases) {
+        Words arguments = {"-m", "evdo", "--"};
+        arguments.insert(arguments.end(), example.command.begin(), example.command.end());
+        EXPECT_EQ(station(arguments).status, example.status) << example.command.back();
+    }
+}
+
+TEST(Station, LeavesNothingBehind) {
+    const char* const ends[] = {"exit 0", "exit 1", "kill -9 $$", "kill -TERM $$",
+                                "rm -rf \"$TARNWICK_STATION\"; sleep 60"};
+    for (const std::string end : ends) {
+        const ToolRun run = station({"sh", "-c",
+                                     "echo \"$TARNWICK_STATION\"; ls \"$TARNWICK_STATION/dev\"; "
+                                     "readlink \"$TARNWICK_STATION\"/dev/*; " +
+                                         end});
+        const std::string root = run.output.substr(0, run.output.find('\n'));
+        EXPECT_TRUE(run.output.find("cu.wwanCMD19\n/dev/pts/") != std::string::npos) << run.output;
+        EXPECT_FALSE(fs::exists(root)) << end;
+    }
+}
+
+TEST(Station, ServesUntilItIsTold) {
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+        TestStation station;
+        EXPECT_EQ(station.stop(signal), 0);
+        // A root that was named is kept, but no node that leads nowhere.
+        EXPECT_EQ(station.read("host.conf"), "user-id 0\ntime-scale 0.005000\n");
+        EXPECT_TRUE(fs::is_empty(station.root() + "/dev"));
+    }
+    TestStation station;
+    fs::remove_all(station.root());
+    EXPECT_EQ(station.stop(0), 1);
+}
+
+TEST(Station, ServesOnTopOfACapture) {
+    TestStation keeper;  // for its folder
+    const std::string capture = keeper.root() + "/capture.plist";
+    std::ofstream(capture) << kCapture;
+    const ToolRun run =
+        station({"--time-scale", "0.005", "--capture", capture, "-m", "hspa", toolPath(), "-n"});
+    EXPECT_EQ(run.status, 6);
+    EXPECT_EQ(run.output,
+              "GetWWanValue: code= 1, msg= OpenSerialPort: Error opening serial port "
+              "/dev/cu.wwanCMD5\n\nERROR: GetWWanValue() returns error 1\n"
+              "ERROR: GetFWRevision() returns error 6\n");
+    EXPECT_EQ(station({"--time-scale", "0.005", "--capture", capture, "-m", "evdo", toolPath(),
+                       "-e", "/dev/cu.wwanCMD19"})
+                  .output,
+              "809A1B20\n");
+}
+
+TEST(Station, RefusesWhatItDoesNotKnow) {
+    const struct {
+        Words arguments;
+        std::string complaint;
+    } cases[] = {
+        {{"--nonsense"}, "unknown option: '--nonsense'"},
+        {{"-m"}, "the option needs an argument: '-m'"},
+        {{"-m", "gsm"}, "not a"},
+        {{"-m", "hspa,sim=lost"}, "unknown value: 'lost'"},
+        {{"-m", "hspa,colour=red"}, "not a module key with a value: 'colour=red'"},
+        {{"-m", "hspa,fault=boredom"}, "unknown value: 'boredom'"},
+        {{"--time-scale", "-1"}, "not a number from 0 to a million: '-1'"},
+        {{"--capture", "/no/such/file"}, "/no/such/file: cannot be read"},
+        {{"--capture", "/dev/null"}, "/dev/null: not a registry capture"},
+    };
+    for (const auto& example : cases) {
+        Words arguments = example.arguments;
+        arguments.emplace_back("true");
+        if (example.arguments.back() == "-m") arguments.pop_back();
+        const ToolRun run = station(arguments);
+        EXPECT_EQ(run.status, 2) << example.complaint;
+        EXPECT_EQ(run.output, "");
+        EXPECT_TRUE(run.errors.starts_with("tarnwick-station: " + example.complaint)) << run.errors;
+        EXPECT_TRUE(run.errors.ends_with("Try 'tarnwick-station --help'.\n")) << run.errors;
+    }
+}
