@@ -8,7 +8,7 @@ debian_packages() {
     case $1 in
     build) echo cmake ninja-build g++ pkg-config libplist-dev ;;
     test) echo libgtest-dev libgmock-dev valgrind mandoc bash-completion zsh ;;
-    check) echo clang clang-format clang-tidy cppcheck git ;;
+    check) echo clang clang-format clang-tidy cppcheck git shellcheck ;;
     fuzz) echo clang libclang-rt-14-dev ;;
     docs) echo mandoc bash-completion zsh lintian dpkg-dev ;;
     examples) echo perl gnuplot-nox parallel ;;
