@@ -114,12 +114,26 @@ TEST(Options, OnBothFamilies) {
          "GetWWanValue: code= 1, msg= OpenSerialPort: Error opening serial port CMD19\n\n"
          "ERROR: GetWWanValue() returns error 1\nERROR: GetSIMPresence() returns error 6\n",
          ""},
+        {one, {"-m", "-x"}, 7, "ERROR: Unable to find matching productID for -x\n", ""},
+        {one,
+         {"-m", "/dev/cu.wwanCNTL19-and-more"},
+         7,
+         "ERROR: Unable to find matching productID for /dev/cu.wwanCNTL19-\n",
+         ""},
+        {one,
+         {"-b", "9", "x", "y", "1", "CMD19"},
+         1,
+         "SetWWanTransmit: code= 1, msg= OpenSerialPort: Error opening serial port CMD19\n\n"
+         "ERROR: GetWWanBSDPath() returns error 1\n",
+         ""},
         {one, {"-w", "nobody"}, 7, "ERROR: Unable to find matching productID for nobody\n", ""},
         {{"hspa", "0x1234", "hspa"},
          {"-n"},
          8,
          "K2_0_7_19AP\nERROR: Unknown WWAN module found",
          "AT!GVER?"},
+        // No module prints a piece of its neighbour's answer.
+        {{"hspa", "hspa,fault=error"}, {"-n"}, 0, "K2_0_7_19AP\n\n", "AT!GVER?", "AT!GVER?"},
         {{"hspa", "hspa", "hspa", "hspa", "hspa"},
          {"-e"},
          9,
@@ -202,11 +216,15 @@ TEST(Options, ComplainAsGetoptDoes) {
         {{"-w", "/dev/cu.wwanCMD19", "more"}, 2, "Incorrect Usage!\n\n" + usage, ""},
         {{"-b"}, 2, "Incorrect Usage!\n\n" + usage, ""},
         {{"-r", "1", "2", "128"}, 2, "Incorrect Usage!\n\n" + usage, ""},
+        {{"-b", "1", "2", "3", "4", "5", "6"}, 2, "Incorrect Usage!\n\n" + usage, ""},
         {{"-s", "1", "2", "128", "-50"}, 2, "Incorrect Usage!\n\n" + usage, ""},
         {{"-x"}, 0, "", ": invalid option -- 'x'\n"},
         {{"-r"}, 0, "", ": option requires an argument -- 'r'\n"},
-        {{"-q", "-v"}, 0, kVersion, ": invalid option -- 'q'\n"},
         {{"-qv"}, 0, kVersion, ": invalid option -- 'q'\n"},
+        {{"-x", "-v"}, 0, kVersion, ": invalid option -- 'x'\n"},
+        {{"-d"}, 0, "", ": invalid option -- 'd'\n"},
+        {{"-s"}, 0, "", ": option requires an argument -- 's'\n"},
+        {{"-"}, 0, "", ""},
         {{"--", "-v"}, 0, "", ""},
         {{"-x", "word", "-v"}, 0, "", ": invalid option -- 'x'\n"},
     };
@@ -225,9 +243,12 @@ TEST(Options, FindNoModuleWithoutAStation) {
     ToolRun run = runProgram({toolPath(), "-v"}, {"TARNWICK_STATION=" + gone});
     EXPECT_EQ(run.status, 3);
     EXPECT_NE(run.errors.find(gone), std::string::npos) << run.errors;
-    run = runProgram({"env", "-u", "TARNWICK_STATION", toolPath(), "-v"});
-    EXPECT_EQ(run.status, 7);
-    EXPECT_EQ(run.errors, "");
+    // Whatever the letter: modules are looked for first.
+    for (const char* option : {"-v", "-h", "-c", "-x", "-w"}) {
+        run = runProgram({"env", "-u", "TARNWICK_STATION", toolPath(), option});
+        EXPECT_EQ(run.status, 7);
+        EXPECT_EQ(run.output, "WARNING: WWAN module not found\n");
+    }
 }
 
 // The radio, the phonebook and the transmitter, as the next run finds them.

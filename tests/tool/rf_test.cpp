@@ -7,7 +7,6 @@
 #include "discovery/module_table.h"
 #include "rf/channel_frequency.h"
 #include "rf/signal_strength.h"
-#include "rf/transmitter.h"
 #include "tests/support/fake_host.h"
 #include "tests/support/operation_run.h"
 
@@ -163,43 +162,4 @@ TEST(SignalStrength, StopsAtAFailedExchange) {
               "expected 'OK'\n");
     EXPECT_EQ(printed([] { EXPECT_EQ(GetWWanRSSI("/nowhere", 1, 0, 0), 65535); }),
               "GetRSSI: code= 1, msg= OpenSerialPort: Error opening serial port /nowhere\n\n");
-}
-
-TEST(Transmitter, SendsItsCommandsInOrder) {
-    const std::string enter = "AT!ENTERCND=\"K482\" AT!DAFTMACT ";
-    const struct {
-        std::uint32_t productId;
-        std::int32_t band, channel;
-        std::uint32_t power, enable;
-        std::string wire;
-        std::string output;
-    } cases[] = {
-        {0x8231, 7, 9400, 20, 1,
-         enter + "AT!DASBAND=16 AT!DASCHAN=9400 AT!DASTXON AT!DAWSTXCW=0 AT!DASPDM=2,20 "
-                 "AT!DAWSPARANGE=3",
-         ""},
-        {0x8232, 4, 700, 5, 9,
-         enter + "AT!DASBAND=11 AT!DASCHAN=700 AT!DAGSTXFRAME=0,1,500,0 AT!DASTXON", ""},
-        {0x8232, 2, 128, 0xFFFFFFFF, 1,
-         enter + "AT!DASBAND=18 AT!DASCHAN=128 AT!DAGSTXFRAME=0,1,-100,0 AT!DASTXON", ""},
-        {0x8231, 0, 25, 20, 1, enter + "AT!DAFTMACT AT!DASCHAN=25", ""},
-        {0x8231, -1, 25, 20, 1, enter + "AT!DAFTMACT AT!DASCHAN=25", ""},
-        {0x8231, 7, 9400, 20, 0, "AT!DASTXOFF", ""},
-        {0x0019, 7, 9400, 20, 0, "AT!DASTXOFF", ""},
-        {0x0019, 7, 9400, 20, 1, "", "SetWWanTransmit: code= 9, msg= Module Not Supported\n"},
-        {0x1234, 7, 9400, 20, 1, "", ""},
-    };
-    for (const auto& example : cases) {
-        const OperationRun run =
-            runOperation(example.productId, answering({}), [&](const char* tty) {
-                return static_cast<int>(SetWWanTransmit(tty, example.band, example.channel,
-                                                        example.power, example.enable));
-            });
-        EXPECT_EQ(run.result, 0);
-        EXPECT_EQ(run.wire, example.wire);
-        EXPECT_EQ(run.output, example.output);
-        EXPECT_EQ(run.pauses.size(),
-                  static_cast<std::size_t>(std::count(run.wire.begin(), run.wire.end(), ' ')) +
-                      (run.wire.empty() ? 0 : 1));
-    }
 }
