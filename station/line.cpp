@@ -100,7 +100,7 @@ bool Line::advance(Clock::time_point now) {
         if (!answer.hangUp) continue;
         transcript_->add(name_, '!', "hang up");
         dropTraffic();
-        slave_ = Descriptor();
+        old_ = std::move(master_);
         openPty();
         return true;
     }

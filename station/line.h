@@ -32,9 +32,10 @@ class Line {
 
     // Reads what the tool has sent. True when the instrument has taken a command.
     bool receive();
-    // Writes what is due and what did not fit before. True when the line was hung up and is another
-    // pty now.
+    // Writes what is due and what did not fit before. True when the line hangs up and is another
+    // pty now; the old one is there until hangUp, so that a new node can be in place before.
     bool advance(Clock::time_point now);
+    void hangUp() { old_ = Descriptor(); }
 
     // Whoever has the line open, where the host can tell.
     void countUsers() { users_ = 0; }
@@ -59,6 +60,7 @@ class Line {
     Transcript* transcript_;
     Descriptor master_;
     Descriptor slave_;  // held, so that the line does not hang up between its users
+    Descriptor old_;    // the master of the pty that is to hang up
     std::string slavePath_;
     std::string incoming_;
     std::deque<Pending> pending_;

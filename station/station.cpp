@@ -200,6 +200,7 @@ void Station::step() {
         } else if (driverLoaded_) {
             showAdapter();
         }
+        line->hangUp();
     }
     if (!canWatch_) driverChanged();
     if (!root_.exists()) {
