@@ -7,14 +7,14 @@ our @EXPORT = qw(tarnwick refuse);
 
 my $child;
 
-# tarnwick(SECONDS, OPERAND...): what a run prints, and its wait status. A silent module never ends
-# a run, so SIGTERM does after SECONDS.
+# tarnwick(SECONDS, OPERAND...): what a run prints, without the module's carriage returns, and its
+# wait status. A silent module never ends a run, so SIGTERM does after SECONDS.
 sub tarnwick {
     my ($seconds, @operands) = @_;
     $child = open my $pipe, '-|', 'Tarnwick', @operands or die "Cannot run Tarnwick: $!\n";
     local $SIG{ALRM} = sub { kill TERM => $child };    # Macs have no timeout(1)
     alarm $seconds;
-    my $output = join '', <$pipe>;
+    my $output = join('', <$pipe>) =~ tr/\r//dr;
     alarm 0;
     close $pipe;
     undef $child;
