@@ -24,8 +24,7 @@ station() {
 
 # The state that a run left behind.
 radiation() {
-    grep -h -e '^radio=' -e '^transmitter=' -e '^output=' root/state/wwanCMD19 root/state/generator |
-        paste -sd ' '
+    (cd root/state && grep -hE '^(radio|transmitter|output)=' wwanCMD19 generator) | paste -sd ' '
 }
 
 expect 'every limit of both families holds at good notebooks' \
@@ -37,7 +36,8 @@ hspa ok' \
     "$(TIME_SCALE=0.001 prove -j4 -e "$examples/simulated-check" hspa evdo 2>&1 |
         sed -e 's/ \.\.* / /' -e 's/,  *[0-9]* wallclock.*//' | sort)"
 
-# Each fault fails the test that measures it, and leaves the station as it should be.
+# Each fault fails the test that measures it, and leaves the station as it should be. The last: a weak
+# signal, and a failed exchange whose text would do.
 cat >short.limits <<'END'
 # A comment, and a blank line:
 
@@ -60,7 +60,7 @@ while IFS='|' read -r module edit failed; do
 done <<'END'
 hspa,sim=absent,temp=41/75,fault=error@AT!PRIID?||3 4 5 6
 hspa,fault=error@AT!DAGGAVGRSSI||7
-hspa,fault=error@AT!DASTXON|s/ -50 0/ -60 0/|7 8
+hspa,fault=error@AT!DASTXON|s/ -50 0/ -60 0/;/ -b /s/nothing/\/.\//|7 8
 END
 # Left by the last of them.
 expect 'what an operator reads of a failed test' \
@@ -80,7 +80,7 @@ not ok 2 - SKU
 ok 3 # skip the module is silent
 ok 4 # skip the module is silent
 ok 5 # skip the module is silent' \
-    "$(station -m hspa,fault=silent -- "$examples/station-check" -t 1 silent.limits 2>&1 | grep -v '^#')"
+    "$(station -m hspa,fault=silent -- "$examples/station-check" -t 1 silent.limits 2>/dev/null)"
 
 # Interrupted while a module keeps silent and its transmitter is on.
 printf '%s\n' 'on | -b 3 62 20 1 | nothing' 'radio | -w | ON' >interrupted.limits
@@ -94,14 +94,13 @@ expect 'interrupted: exit status' 1 $?
 expect 'interrupted: afterwards' 'radio=on transmitter=off output=off' "$(radiation)"
 
 header='receiver	band	channel	MHz	generator	reading	low	high	verdict'
-output=$(station -m hspa -- "$examples/receive-sweep" -r 1,2 -o "a 'level'" levels 8 9750 -90 -30 30 2>errors)
+output=$(station -m hspa -- "$examples/receive-sweep" -r 1,2 -o "a 'level'" \
+    levels 8 9750 -90 -30 60 2>errors)
 expect 'levels: exit status' 1 $?
 expect 'levels: table' "$header
 1	8	9750	2140.000000	-90	-106	-126	-114	out
-1	8	9750	2140.000000	-60	-90	-96	-84	ok
 1	8	9750	2140.000000	-30	-60	-66	-54	ok
 2	8	9750	2140.000000	-90	-106	-126	-114	out
-2	8	9750	2140.000000	-60	-94	-96	-84	ok
 2	8	9750	2140.000000	-30	-64	-66	-54	ok" "$output"
 expect 'levels: the table is saved' "$output" "$(cat "a 'level'.tsv")"
 expect 'levels: no progress bar but on a terminal' '' "$(cat errors)"
@@ -112,11 +111,12 @@ Receive level: WCDMA 2100, channel 9750
 limits
 out of limits
 receiver 1
-receiver 2' "$(grep -o '<text>.*</text>' "a 'level'.svg" | sed 's/<[^>]*>//g' | grep -v '^ *-*[0-9]*$' | sort)"
+receiver 2' "$(sed -n 's/.*<text>.*>\([^<>]*[a-z][^<>]*\)<.*/\1/p' "a 'level'.svg" | sort)"
 expect 'levels: the picture as PNG, 860 by 540' '89504e470d0a1a0a 0000035c0000021c' \
     "$(od -An -v -tx1 -N 24 "a 'level'.png" | tr -d ' \n' | sed -E 's/^(.{16}).{16}/\1 /')"
 
-output=$(station -m evdo,fault=error@AT!CHAN=600 -- "$examples/receive-sweep" -l -31,-30 channels 1 0 1200 600 -50 2>errors)
+output=$(station -m evdo,fault=error@AT!CHAN=600 -- "$examples/receive-sweep" -l -31,-30 \
+    channels 1 0 1200 600 -50 2>errors)
 expect 'channels: exit status' 1 $?
 expect 'channels: table' "$header
 1	1	0	1929.949951	-50	-80	-81	-80	ok
@@ -126,16 +126,19 @@ expect 'channels: what is missing is told' 'receive-sweep: no reading: Tarnwick 
     "$(head -n 1 errors)"
 
 # On a terminal the bar, and the table elsewhere; "script" makes a terminal of standard error.
-bar=$(station -m hspa -- script -qec "'$examples/receive-sweep' -n channels 3 1 124 123 >table" /dev/null)
+bar=$(station -m hspa -- \
+    script -qec "'$examples/receive-sweep' -n channels 3 1 124 123 >table" /dev/null)
 expect 'the progress bar' '[] 0 of 2
 [####################] 1 of 2
-[########################################] 2 of 2' "$(tr -d ' ' <<<"$bar" | tr '\r' '\n' | sed -e 's/]\(.\)of/] \1 of /' -e '/^$/d')"
+[########################################] 2 of 2' \
+    "$(tr '\r' '\n' <<<"$bar" | sed -e 's/  *]/]/' -e '/^$/d')"
 expect 'without the generator: table' "$header
 1	3	1	935.200012	-	-113	-120	-100	ok
 1	3	124	959.799988	-	-113	-120	-100	ok" "$(cat table)"
 
 printf '%s\t--time-scale 0.001 -m %s\n' good hspa weak hspa,fault=error@AT!DASCHAN >stations.tsv
-output=$("$examples/many-stations" stations.tsv "$examples/receive-sweep" -n channels 3 1 1 1 2>errors)
+output=$("$examples/many-stations" stations.tsv "$examples/receive-sweep" -n channels 3 1 1 1 \
+    2>errors)
 expect 'many stations: exit status' 1 $?
 expect 'many stations: tables' "$(for row in "good	$header" "weak	$header" \
     'good	1	3	1	935.200012	-	-113	-120	-100	ok' 'weak	1	3	1	?	-	?	-120	-100	missing'; do
@@ -150,7 +153,8 @@ printf '%s\n' '#!/bin/sh' 'until [ "$1" = exec ]; do shift; done' 'exec sh -c "$
 chmod +x ssh
 # shellcheck disable=SC2016 # the words arrive as they are
 expect 'many notebooks' 'op@mac-02	a  b $HOME' \
-    "$(PARALLEL_SSH=$work/ssh "$examples/many-stations" -S op@mac-02 echo 'a  b' '$HOME' 2>/dev/null)"
+    "$(export PARALLEL_SSH=$work/ssh
+    "$examples/many-stations" -S op@mac-02 echo 'a  b' '$HOME' 2>/dev/null)"
 
 # Wrong usage is told on standard error, with status 2; -h is not wrong.
 echo 'a name | -w' >broken.limits
