@@ -164,15 +164,11 @@ while read -r script operands; do
     expect "$script $operands" '2  told' "$? $output $([ -s errors ] && echo told)"
 done <<'END'
 station-check
-station-check absent.limits
 station-check broken.limits
-station-check -t 0 short.limits
-simulated-check
 simulated-check hspa evdo
 receive-sweep
 receive-sweep channels 3 124 1 1 -50
 receive-sweep channels 9 1 124 1 -50
-receive-sweep -n levels 3 62 -90 -30 10
 receive-sweep -r 3 levels 3 62 -90 -30 10
 receive-sweep -l 5 levels 3 62 -90 -30 10
 many-stations
