@@ -1,0 +1,35 @@
+// A module of the station. The input: a line with its description, then a command a line.
+#include <stdexcept>
+
+#include "station/module.h"
+#include "tests/fuzz/fuzz_target.h"
+
+using namespace station;
+
+static ModuleSpec specFrom(const std::string& text) {
+    try {
+        return parseModuleSpec(text);
+    } catch (const std::invalid_argument&) {
+        return {};
+    }
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    const std::vector<std::string> lines = split(textOf(data, size), "\r\n");
+    const ModuleSpec spec = specFrom(lines[0]);
+    const RfField field = {.output = true, .frequencyHz = 947.4e6, .levelDbm = -50};
+    Module module(spec, 1, field);
+    for (std::size_t index = 1; index < lines.size(); ++index) {
+        const std::string& line = lines[index];
+        if (line.empty()) continue;
+        const auto answers = receiveWithFault(spec.fault, &module, line);
+        require(answers.size() <= 2, "an answer has two pieces at most");
+        if (spec.fault.kind == FaultKind::kNone) {
+            require(answers.size() == 1 && answers[0].bytes.starts_with(line + "\r\r\n") &&
+                        answers[0].bytes.ends_with("\r\n"),
+                    "an answer is an echo and whole lines");
+        }
+        require(split(module.state(), "\n").size() == 10, "a state has nine lines");
+    }
+    return 0;
+}

@@ -1,0 +1,84 @@
+// The conversions between property values and bytes. The input: the kind of the present value, its
+// number type, the size of its content, the room for its bytes, then the content, then the
+// bytes that are to take its place.
+#include <cstring>
+
+#include "devicetree/device_tree.h"
+#include "platform/simulated/simulated_registry.h"
+#include "tests/fuzz/fuzz_target.h"
+
+using property::Kind;
+using property::Value;
+
+static Value makeValue(int kind, int type, std::string content) {
+    content.resize(content.size() + 8);  // a number takes eight bytes at most
+    const char* bytes = content.data();
+    switch (kind) {
+        case 0:
+            return nullptr;
+        case 1:
+            return property::CreateBoolean(bytes[0] != 0);
+        case 2:
+            return property::CreateNumber(static_cast<property::NumberType>(type), bytes);
+        case 3:
+            return property::CreateString(bytes, property::kUtf8);
+        case 4:
+            return property::CreateData(reinterpret_cast<const std::uint8_t*>(bytes),
+                                        static_cast<std::int64_t>(content.size() - 8));
+        default:
+            return simulated::CreateOther();
+    }
+}
+
+// Converts into a buffer without a byte to spare.
+static std::int32_t convert(Value value, std::uint32_t room, std::string* bytes) {
+    std::vector<char> buffer(room);
+    std::uint32_t size = room;
+    const std::int32_t result = DT_ConvertCFTypeRefToValue(value, buffer.data(), &size);
+    require(size <= room, "a value fits its room");
+    require(size == (result == kDTOk ? DT_CFTypeRefSize(value) : room), "the size is the value's");
+    bytes->assign(buffer.data(), size);
+    return result;
+}
+
+// Sets an entry's property and reads it back.
+static void replaceProperty(Value existing, std::string bytes) {
+    const auto entry = simulated::AddEntry(registry::kServicePlane, simulated::kRoot, {"e", "E"});
+    if (existing != nullptr) simulated::SetProperty(entry, "p", existing);
+    const registry::Object object = simulated::HandOut(entry);
+    auto size = static_cast<std::uint32_t>(bytes.size());
+    const bool set = DT_SetProperty(&object, "p", bytes.data(), &size) == kDTOk;
+    std::vector<char> buffer(kDTLongestProperty);
+    size = kDTLongestProperty;
+    const bool read = DT_GetProperty(&object, "p", buffer.data(), &size) == kDTOk;
+    require(read || !set, "what was set can be read");
+    registry::ObjectRelease(object);
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    constexpr std::size_t kHeader = 4;
+    if (size < kHeader) return 0;
+    simulated::ClearRegistry();
+    const std::string content = textOf(data + kHeader, size - kHeader).substr(0, data[2]);
+    const std::size_t used = kHeader + content.size();
+    const std::string bytes = textOf(data + used, size - used);
+    const Value existing = makeValue(data[0] % 6, data[1] % 12, content);
+    std::string back;
+    convert(existing, data[3], &back);
+    std::string changed = bytes;
+    const Value value = DT_ConvertValueToCFTypeRef(existing, changed.data(),
+                                                   static_cast<std::uint32_t>(changed.size()));
+    if (value != nullptr) {
+        const Kind kind = property::KindOf(value);
+        require(existing == nullptr || kind == property::KindOf(existing), "the kind stays");
+        require(convert(value, kDTLongestProperty, &back) == kDTOk, "the bytes come back");
+        require(kind == Kind::kBoolean || back.size() <= bytes.size(), "no bytes are made up");
+        require(kind != Kind::kString || back == bytes.c_str(), "a string comes back as it was");
+    }
+    property::Release(value);
+    replaceProperty(existing, bytes);
+    require(simulated::LiveObjects() == 0 && simulated::Misuses() == 0, "no object is left");
+    simulated::ClearRegistry();
+    require(simulated::LiveValues() == 0, "no value is left");
+    return 0;
+}
