@@ -32,6 +32,7 @@ extern "C" void __wrap_plist_from_memory(const char* content, std::uint32_t size
 }
 
 static void readProperties(void* captured) {
+    require(plist_get_node_type(captured) == PLIST_DICT, "an entry is a dictionary");
     for (const char* name : {"idProduct", "IOCalloutDevice", "IORegistryEntryID"}) {
         const property::Value value = simulated::capturedProperty(captured, name);
         const bool isOther = property::KindOf(value) == property::Kind::kOther;

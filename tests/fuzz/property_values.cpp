@@ -50,7 +50,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const Value existing = makeValue(data[0] % 6, data[1] % 12, content);
     std::string back;
     convert(existing, data[3], &back);
-    std::string changed = bytes;
+    std::vector<char> changed(bytes.begin(), bytes.end());
     const Value value = DT_ConvertValueToCFTypeRef(existing, changed.data(),
                                                    static_cast<std::uint32_t>(changed.size()));
     if (value != nullptr) {
