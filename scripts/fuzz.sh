@@ -27,13 +27,14 @@ for target in "${targets[@]}"; do
     mkdir -p "$build/corpus/$target"
     log=$build/$target.log
     verdict=clean
+    start=$SECONDS
     # The program's own output would be most of the log.
     "$build/fuzz_$target" -max_total_time="$seconds" -timeout=10 -close_fd_mask=3 \
         -print_final_stats=1 -artifact_prefix="$build/found/$target-" \
         "$build/corpus/$target" "$kept/$target" >"$log" 2>&1 || verdict="FAILED, see $log"
     [ "$verdict" = clean ] || failures=$((failures + 1))
     printf '%-16s %11s inputs %6s s   cov %5s   ft %6s   %s\n' "$target" \
-        "$(figure stat::number_of_executed_units)" "$seconds" "$(figure cov)" "$(figure ft)" \
+        "$(figure stat::number_of_executed_units)" "$((SECONDS - start))" "$(figure cov)" "$(figure ft)" \
         "$verdict"
 done
 [ "$failures" -eq 0 ]
