@@ -10,7 +10,7 @@ debian_packages() {
     test) echo libgtest-dev libgmock-dev valgrind mandoc bash-completion zsh ;;
     check) echo clang clang-format clang-tidy cppcheck git shellcheck ;;
     fuzz) echo clang libclang-rt-14-dev ;;
-    docs) echo mandoc bash-completion zsh lintian dpkg-dev ;;
+    docs) echo mandoc bash-completion zsh lintian dpkg-dev debootstrap ;;
     examples) echo perl gnuplot-nox parallel ;;
     bench) echo picocom comgt gsm-utils strace ;;
     macos) echo clang lld-14 llvm ;;

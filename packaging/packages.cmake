@@ -1,0 +1,41 @@
+# CPack: `cpack` in the build folder makes two .deb files, or a .pkg on a Mac.
+set(CPACK_VERBATIM_VARIABLES ON)
+set(CPACK_PACKAGE_NAME tarnwick)
+set(CPACK_PACKAGE_CONTACT "Tarnwick maintainers <tarnwick@example.invalid>")
+set(CPACK_PACKAGE_VENDOR "Tarnwick maintainers")
+set(CPACK_STRIP_FILES ON)
+set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE
+    GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+
+if(APPLE)
+    set(CPACK_GENERATOR productbuild)
+    set(CPACK_PACKAGING_INSTALL_PREFIX /usr/local)
+    set(CPACK_PRODUCTBUILD_IDENTIFIER invalid.example.tarnwick)
+else()
+    set(CPACK_GENERATOR DEB)
+    set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+    set(CPACK_DEB_COMPONENT_INSTALL ON)
+    set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+    set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")  # each package has its own
+    set(CPACK_PRE_BUILD_SCRIPTS ${CMAKE_CURRENT_LIST_DIR}/debian/arrange.cmake)
+
+    set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME tarnwick)
+    set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION comm)
+    set(CPACK_DEBIAN_TOOLS_PACKAGE_SHLIBDEPS ON)
+    set(CPACK_COMPONENT_TOOLS_DESCRIPTION
+"diagnose and factory-test a notebook's cellular module
+Tarnwick queries a cellular (WWAN) module, switches its radio, tests its SIM
+interface, its receivers and its transmitter, and drives the signal generator
+that a receive test needs. tarnwick-station simulates the modules and the
+generator, so that station scripts can be written without hardware.")
+
+    set(CPACK_DEBIAN_DEVEL_PACKAGE_NAME libtarnwick-devicetree-dev)
+    set(CPACK_DEBIAN_DEVEL_PACKAGE_SECTION libdevel)
+    set(CPACK_DEBIAN_DEVEL_PACKAGE_DEPENDS "libplist-dev, pkg-config")
+    set(CPACK_COMPONENT_DEVEL_DESCRIPTION
+"I/O registry properties as bytes (development files)
+A library that finds entries of an I/O registry and reads and writes their
+properties. It works on captures of a registry as well.")
+endif()
+
+include(CPack)

@@ -1,0 +1,27 @@
+#!/usr/bin/env bash
+# Installs into a folder, runs what is there, and builds a program of somebody else on it.
+#
+#   install_test.sh BUILD_FOLDER
+set -euo pipefail
+build=$1
+here=$(cd "$(dirname "$0")" && pwd)
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+
+# quietly COMMAND...: what it says is shown if it fails.
+quietly() { "$@" >"$work/log" 2>&1 || { cat "$work/log" && exit 1; }; }
+
+quietly cmake --install "$build" --prefix "$work/first"
+# A package may be unpacked anywhere.
+mv "$work/first" "$work/prefix"
+for file in man/man8/Tarnwick.8 man/man1/tarnwick-station.1 doc/tarnwick/architecture.md \
+    bash-completion/completions/Tarnwick bash-completion/completions/tarnwick-station \
+    zsh/site-functions/_Tarnwick zsh/site-functions/_tarnwick-station; do
+    [ -s "$work/prefix/share/$file" ] || { echo "not installed: $file" && exit 1; }
+done
+
+quietly cmake -S "$here/consumer" -B "$work/consumer" -DCMAKE_PREFIX_PATH="$work/prefix"
+quietly cmake --build "$work/consumer"
+PATH=$work/prefix/bin:$PATH
+[ "$(tarnwick-station Tarnwick -w)" = ON ]
+[ "$(tarnwick-station "$work/consumer/consumer")" = '0: 0x8232' ]
