@@ -74,8 +74,14 @@ int countClass() {
 }  // namespace
 
 TEST_F(StationRoot, TakesWhatACaptureHolds) {
-    std::string deep = entry("leaf", "");
-    for (int level = 0; level < 10000; ++level) deep = entry("n", children(deep));
+    const std::string level = entry("n", children(" "));
+    const std::size_t middle = level.find(' ');
+    std::string head, tail;
+    for (int depth = 0; depth < 10000; ++depth) {
+        head.append(level, 0, middle);
+        tail.append(level, middle + 1);
+    }
+    const std::string deep = head + entry("leaf", "") + tail;
     std::string wide;
     for (int index = 0; index < 90; ++index) wide += entry("n", "");
     const std::string id = "<key>IORegistryEntryID</key><integer>5</integer>";
