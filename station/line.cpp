@@ -100,6 +100,7 @@ bool Line::advance(Clock::time_point now) {
         if (!answer.hangUp) continue;
         transcript_->add(name_, '!', "hang up");
         dropTraffic();
+        if (users_) users_ = 0;
         old_ = std::move(master_);
         openPty();
         return true;

@@ -29,7 +29,7 @@ double number(std::string_view text) {
 constexpr Option kOptions[] = {
     {'m', "module", "SPEC",
      "add a module: hspa, evdo or a product id, then ,key=value\n"
-     "                          pairs; may be repeated (default: one hspa module)",
+     "                               pairs; may be repeated (default: one hspa module)",
      [](Options& options, const std::string& argument) {
          options.modules.push_back(parseModuleSpec(argument));
      }},
@@ -114,7 +114,7 @@ std::string helpText() {
             option.letter != 0 ? std::string("  -") + option.letter + ", " : "      ";
         usage += "--" + std::string(option.name);
         if (!option.argument.empty()) usage += " " + std::string(option.argument);
-        usage.resize(std::max<std::size_t>(usage.size() + 1, 26), ' ');
+        usage.resize(std::max<std::size_t>(usage.size() + 1, 31), ' ');
         text += usage + std::string(option.meaning) + "\n";
     }
     return text +

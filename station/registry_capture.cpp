@@ -17,8 +17,10 @@ constexpr const char* kHead =
     "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n<plist version=\"1.0\">\n";
 constexpr const char* kTail = "</plist>\n";
 
-// Ids far above those that a Mac gives out, so that a capture's entries keep theirs.
-constexpr std::uint64_t kFirstId = 0x7A0000000;
+// Ids far above those that a Mac gives out, so that a capture's entries keep theirs; apart for each
+// plane, as entries with the same id are one.
+constexpr std::uint64_t kFirstServiceId = 0x7A0000000;
+constexpr std::uint64_t kFirstDeviceTreeId = 0x7B0000000;
 
 std::string key(const std::string& name, const std::string& value) {
     return "<key>" + name + "</key>" + value + "\n";
@@ -33,6 +35,8 @@ std::string integer(std::uint64_t value) {
 // Writes entries with ids of their own.
 class Writer {
   public:
+    explicit Writer(std::uint64_t firstId) : nextId_(firstId) {}
+
     std::string entry(const std::string& name, const std::string& className,
                       const std::string& properties, const std::string& children = "") {
         std::string result = "<dict>\n" + key("IORegistryEntryName", text(name)) +
@@ -58,7 +62,7 @@ class Writer {
     }
 
   private:
-    std::uint64_t nextId_ = kFirstId;
+    std::uint64_t nextId_;
 };
 
 std::string readFile(const std::string& path) {
@@ -107,7 +111,7 @@ std::string merge(const std::string& path, const std::string& own) {
 }  // namespace
 
 std::string servicePlane(const RootContent& content) {
-    Writer writer;
+    Writer writer(kFirstServiceId);
     std::string entries = writer.serialPort("Bluetooth-Incoming-Port");
     for (const RootContent::Port& port : content.ports) entries += writer.module(port);
     if (!content.capture.empty()) return merge(content.capture, entries);
@@ -115,7 +119,7 @@ std::string servicePlane(const RootContent& content) {
 }
 
 std::string deviceTreePlane() {
-    Writer writer;
+    Writer writer(kFirstDeviceTreeId);
     const std::string chosen = writer.entry("chosen", "IOService", key("boot-args", text("")));
     const std::string processor = writer.entry("PR00", "IOACPIPlatformDevice", "");
     const std::string tree =

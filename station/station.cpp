@@ -88,7 +88,9 @@ void Station::addModule(const ModuleSpec& spec, RootContent* content) {
 }
 
 void Station::watchLine(Line* line) {
-    const bool watched = watch_.users(line->slavePath(), [this, line](Watch::Event event) {
+    const std::string path = line->slavePath();
+    const bool watched = watch_.users(path, [this, line, path](Watch::Event event) {
+        if (path != line->slavePath()) return;  // a pty that has hung up
         if (event == Watch::Event::kOpened) line->userCame();
         if (event == Watch::Event::kClosed) line->userWent(commandsRead_);
         transcript_.add(line->name(), '!', event == Watch::Event::kOpened ? "open" : "close");

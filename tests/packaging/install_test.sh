@@ -24,4 +24,4 @@ quietly cmake -S "$here/consumer" -B "$work/consumer" -DCMAKE_PREFIX_PATH="$work
 quietly cmake --build "$work/consumer"
 PATH=$work/prefix/bin:$PATH
 [ "$(tarnwick-station Tarnwick -w)" = ON ]
-[ "$(tarnwick-station "$work/consumer/consumer")" = '0: 0x8232' ]
+[ "$(tarnwick-station "$work/consumer/consumer" | paste -sd ' ')" = '0: 0x8232 0: Simulated,Station' ]
