@@ -220,8 +220,9 @@ class FaultyStation {
         return text + "\n" + withoutIdentifier(escaped(run.output));
     }
 
-    // What the line at `index` was sent: each command once, in order.
+    // Stops the station; what the line at `index` was sent: each command once, in order.
     Words commands(std::size_t index) {
+        station_.stop();
         Words commands;
         for (const std::string& entry : station_.transcript()) {
             const std::string mark = lineOf(index) + " > ";
