@@ -10,4 +10,6 @@ cmake --preset release -DBUILD_TESTING=ON >build-test.log 2>&1 ||
 rm -f build-test.log
 cmake --build --preset release
 [ $# -gt 0 ] || set -- --label-exclude 'slow|valgrind'
-ctest --test-dir build --output-on-failure -j "$(getconf _NPROCESSORS_ONLN)" "$@"
+# Much of a test's time is waiting for a device.
+jobs=$((2 * $(getconf _NPROCESSORS_ONLN)))
+ctest --test-dir build --output-on-failure -j "$jobs" "$@"
