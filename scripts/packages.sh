@@ -31,9 +31,9 @@ install_debian() {
     local as_root=()
     [ "$(id -u)" -eq 0 ] || as_root=(sudo)
     echo "Installing: ${missing[*]}" >&2
-    ${as_root[@]+"${as_root[@]}"} apt-get -qq update >&2
+    ${as_root[@]+"${as_root[@]}"} apt-get -qq update >/dev/null
     ${as_root[@]+"${as_root[@]}"} env DEBIAN_FRONTEND=noninteractive \
-        apt-get -qq install -y --no-install-recommends "${missing[@]}" >&2
+        apt-get -qq install -y --no-install-recommends "${missing[@]}" >/dev/null
 }
 
 # On a Mac the command-line tools bring the compiler; Homebrew has the rest.
