@@ -87,6 +87,7 @@ void PauseMilliseconds(std::uint32_t) {
 }
 
 int NextOption(int argc, char** argv, const char* letters) {
+    opterr = 0;  // most inputs have unknown options, and a complaint is a system call
     return getopt(argc, argv, (std::string("+") + letters).c_str());
 }
 
