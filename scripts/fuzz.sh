@@ -5,7 +5,8 @@
 #   scripts/fuzz.sh [SECONDS [TARGET]...]      60 seconds for each; all targets
 #
 # A target begins with its kept inputs, tests/fuzz/corpus/TARGET. What it finds on its way goes to
-# build-fuzz/corpus/TARGET, and an input that it fails on to build-fuzz/found.
+# build-fuzz/corpus/TARGET, and an input that it fails on to build-fuzz/found: given to
+# build-fuzz/fuzz_TARGET it shows the failure again, and put among the kept inputs it is a test.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 kept=tests/fuzz/corpus
@@ -34,7 +35,7 @@ for target in "${targets[@]}"; do
         "$build/corpus/$target" "$kept/$target" >"$log" 2>&1 || verdict="FAILED, see $log"
     [ "$verdict" = clean ] || failures=$((failures + 1))
     printf '%-16s %11s inputs %6s s   cov %5s   ft %6s   %s\n' "$target" \
-        "$(figure stat::number_of_executed_units)" "$((SECONDS - start))" "$(figure cov)" "$(figure ft)" \
-        "$verdict"
+        "$(figure stat::number_of_executed_units)" "$((SECONDS - start))" "$(figure cov)" \
+        "$(figure ft)" "$verdict"
 done
 [ "$failures" -eq 0 ]
