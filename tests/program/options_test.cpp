@@ -126,6 +126,12 @@ TEST(Options, OnBothFamilies) {
          "SetWWanTransmit: code= 1, msg= OpenSerialPort: Error opening serial port CMD19\n\n"
          "ERROR: GetWWanBSDPath() returns error 1\n",
          ""},
+        {one,
+         {"-r", "1", "3", "62", "0", "CMD19"},
+         6,
+         "GetRSSI: code= 1, msg= OpenSerialPort: Error opening serial port CMD19\n\n"
+         "ERROR: GetWWanRSSI() unable to obtain rssi\n",
+         ""},
         {one, {"-w", "nobody"}, 7, "ERROR: Unable to find matching productID for nobody\n", ""},
         {{"hspa", "0x1234", "hspa"},
          {"-n"},

@@ -3,7 +3,6 @@
 #include <string>
 #include <vector>
 
-#include "discovery/kernel_extension.h"
 #include "discovery/module_table.h"
 #include "discovery/serial_device.h"
 #include "platform/simulated/simulated_registry.h"
@@ -270,64 +269,5 @@ TEST(DeviceWait, ChecksTenTimesASecondApartAndOnceMore) {
         EXPECT_STREQ(message, seen ? ""
                                    : "verifyDeviceConnected: Timeout waiting for serial device "
                                      "'/dev/tty.X'\n");
-    }
-}
-
-TEST(Kext, ChangesOnlyWhatItMustAndOnlyAsRoot) {
-    const std::string list = "/usr/sbin/kextstat | grep \"N\" > /dev/null 2>&1";
-    const std::string load = "/sbin/kextload \"/D/N.kext\" >> /tmp/kextload.log 2>&1";
-    const std::string unload = "/sbin/kextunload \"/D/N.kext\" >> /tmp/kextunload.log 2>&1";
-    const struct {
-        bool unloads;
-        bool loaded;
-        std::uint32_t userId;
-        int toolStatus;
-        int result;
-        std::vector<std::string> lines;
-        const char* message;
-    } cases[] = {
-        {false, true, 501, 0, kKextOk, {list}, ""},
-        {false, false, 501, 0, kNotRoot, {list}, "loadKext: Must be run as root\n"},
-        {false, false, 0, 0, kKextOk, {list, load}, ""},
-        {false,
-         false,
-         0,
-         256,
-         kLoadFailed,
-         {list, load},
-         "loadKext: Error (256) loading the kext (/D/N.kext), see '/tmp/kextload.log' for details"},
-        {true, false, 501, 0, kKextOk, {list}, ""},
-        {true, true, 501, 0, kNotRoot, {list}, "unloadKext: Must be run as root"},
-        {true, true, 0, 0, kKextOk, {list, unload}, ""},
-        {true,
-         true,
-         0,
-         256,
-         kUnloadFailed,
-         {list, unload},
-         "unloadKext: Error (256) unloading the kext (/D/N.kext), see '/tmp/kextunload.log' for "
-         "details"},
-    };
-    for (const auto& example : cases) {
-        for (const bool wantsMessage : {true, false}) {
-            gHost = {};
-            gHost.userId = example.userId;
-            gHost.shell = [&](const std::string& line) {
-                return line == list ? (example.loaded ? 0 : 256) : example.toolStatus;
-            };
-            char message[kMessageSize] = {};
-            char* target = wantsMessage ? message : nullptr;
-            std::uint32_t wasLoaded = 7;
-            EXPECT_EQ(example.unloads ? unloadKext("/D", "N", target)
-                                      : loadKext("/D", "N", &wasLoaded, target),
-                      example.result);
-            EXPECT_EQ(gHost.shellLines, example.lines);
-            if (wantsMessage) {
-                EXPECT_STREQ(message, example.message);
-            }
-            if (!example.unloads) {
-                EXPECT_EQ(wasLoaded, example.loaded ? 1U : 0U);
-            }
-        }
     }
 }

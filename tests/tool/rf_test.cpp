@@ -149,17 +149,3 @@ TEST(SignalStrength, TakesNoReadingFromABrokenReply) {
         EXPECT_EQ(run.result, example.reading) << example.reply;
     }
 }
-
-TEST(SignalStrength, StopsAtAFailedExchange) {
-    const OperationRun run =
-        runOperation(0x8222, answering({{"AT!DIAG", "!"}}),
-                     [](const char* tty) { return GetWWanRSSI(tty, 1, 0, 0); });
-    EXPECT_EQ(run.result, 65535);
-    EXPECT_EQ(run.wire, "AT!OEM=176 AT!DIAG");
-    EXPECT_EQ(run.output,
-              "GetRSSI: error while issue command AT!DIAG\r --- code= 0, msg= "
-              "writeAndReadSerialPort: Comparison Failed - returned 'AT!DIAG\r\r\nERROR', "
-              "expected 'OK'\n");
-    EXPECT_EQ(printed([] { EXPECT_EQ(GetWWanRSSI("/nowhere", 1, 0, 0), 65535); }),
-              "GetRSSI: code= 1, msg= OpenSerialPort: Error opening serial port /nowhere\n\n");
-}
