@@ -55,12 +55,14 @@ char* readFile(const char* path, std::size_t* size) {
 struct Parse {
     const char* content;
     std::uint32_t size;
+    bool isBinary;
     plist_t list;
 };
 
 void* runParse(void* argument) {
     auto* parse = static_cast<Parse*>(argument);
-    plist_from_memory(parse->content, parse->size, &parse->list);
+    const auto read = parse->isBinary ? plist_from_bin : plist_from_xml;
+    read(parse->content, parse->size, &parse->list);
     return nullptr;
 }
 
@@ -70,8 +72,9 @@ plist_t parseList(const char* content, std::size_t size) {
     constexpr std::size_t kShallowSize = 32768;
     constexpr std::size_t kDeepStack = std::size_t{1} << 28;
     if (size > std::numeric_limits<std::uint32_t>::max()) return nullptr;
-    Parse parse = {content, static_cast<std::uint32_t>(size), nullptr};
-    if (size <= kShallowSize && plist_is_binary(content, parse.size) == 0) {
+    const auto length = static_cast<std::uint32_t>(size);
+    Parse parse = {content, length, plist_is_binary(content, length) != 0, nullptr};
+    if (size <= kShallowSize && !parse.isBinary) {
         runParse(&parse);
         return parse.list;
     }
