@@ -57,6 +57,7 @@ void PauseMilliseconds(std::uint32_t milliseconds) {
 }
 
 int NextOption(int argc, char** argv, const char* letters) {
+    const HostCall call;
     return getopt(argc, argv, (std::string("+") + letters).c_str());
 }
 
