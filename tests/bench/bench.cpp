@@ -12,25 +12,27 @@
 #include <fstream>
 #include <functional>
 #include <iostream>
+#include <numeric>
+#include <random>
 #include <sstream>
 
 #include "devicetree/device_tree.h"
 #include "tests/support/scripted_device.h"
 
-// Measures programs and prints a table; scripts/bench.sh says which. Times are in milliseconds.
+// Measures programs and prints tables, columns parted by tabs, times in milliseconds, for
+// scripts/bench.sh.
 //
 //   tarnwick-bench runs ROUNDS     what standard input lists
 //   tarnwick-bench replies ROUNDS  the tool, on replies of growing length
 //   tarnwick-bench captures DIR    the registry, on captures of growing size, made in DIR
 //
-// TARNWICK is the tool's path, BENCH_TSV a file that tables are appended to, TARNWICK_STATION a
-// station with a module at cu.wwanCMD19.
+// TARNWICK is the tool's path, TARNWICK_STATION a station with a module at cu.wwanCMD19.
 namespace {
 
 namespace fs = std::filesystem;
 using Clock = std::chrono::steady_clock;
 
-// --- Tables
+// --- Printing
 
 using Row = std::vector<std::string>;
 
@@ -40,25 +42,11 @@ std::string number(double value, int digits = 2) {
     return text;
 }
 
-void printTable(const std::vector<Row>& rows) {
-    std::vector<std::size_t> widths(rows.front().size());
-    for (const Row& row : rows) {
-        for (std::size_t column = 0; column < row.size(); ++column) {
-            widths[column] = std::max(widths[column], row[column].size());
-        }
+void printRow(const Row& row) {
+    for (std::size_t column = 0; column < row.size(); ++column) {
+        printf(column == 0 ? "%s" : "\t%s", row[column].c_str());
     }
-    std::ofstream data;
-    if (const char* file = getenv("BENCH_TSV")) data.open(file, std::ios::app);
-    for (const Row& row : rows) {
-        for (std::size_t column = 0; column < row.size(); ++column) {
-            const auto width = static_cast<int>(widths[column]);
-            printf(column == 0 ? "%-*s" : "  %*s", width, row[column].c_str());
-            data << (column == 0 ? "" : "\t") << row[column];
-        }
-        puts("");
-        data << "\n";
-    }
-    fflush(stdout);
+    puts("");
 }
 
 // --- Runs
@@ -132,31 +120,34 @@ std::istream& operator>>(std::istream& stream, Subject& subject) {
     return stream;
 }
 
-// All in turn, round after round, so that a disturbance hits them alike. The first is what the
-// others are measured against.
+// All in every round, so that a disturbance hits them alike, each time in another order. The first
+// is what the others are measured against.
 void showRuns(int rounds) {
     std::vector<Subject> subjects;
     for (Subject subject; std::cin >> subject; subject = {}) subjects.push_back(subject);
+    std::vector<std::size_t> order(subjects.size());
+    std::iota(order.begin(), order.end(), 0);
+    std::minstd_rand random;
     for (int round = 0; round < rounds; ++round) {
-        for (Subject& subject : subjects) {
-            setenv("TARNWICK_STATION", subject.root.c_str(), 1);
-            subject.program.run();
+        std::shuffle(order.begin(), order.end(), random);
+        for (const std::size_t place : order) {
+            setenv("TARNWICK_STATION", subjects[place].root.c_str(), 1);
+            subjects[place].program.run();
         }
     }
-    std::vector<Row> rows = {{"run", "exit", "commands", "pauses", "children", "wall", "quartiles",
-                              "addition", "less first", "CPU", "peak KiB", "calls", "heap"}};
+    printRow({"run", "exit", "commands", "pauses", "children", "wall", "quartiles", "addition",
+              "less first", "CPU", "peak KiB", "calls", "heap"});
     const double first = quantile(subjects[0].program.wall, 0.5);
     for (const Subject& subject : subjects) {
         const Program& program = subject.program;
         const double wall = quantile(program.wall, 0.5);
         const double addition = wall - std::stod(subject.pauses) - std::stod(subject.children);
-        rows.push_back({subject.name, std::to_string(WEXITSTATUS(program.status)), subject.commands,
-                        subject.pauses, subject.children, number(wall), program.quartiles(),
-                        number(addition), number(addition - first),
-                        number(quantile(program.processor, 0.5)),
-                        number(quantile(program.peak, 0.5), 0), subject.calls, subject.heap});
+        printRow({subject.name, std::to_string(WEXITSTATUS(program.status)), subject.commands,
+                  subject.pauses, subject.children, number(wall), program.quartiles(),
+                  number(addition), number(addition - first),
+                  number(quantile(program.processor, 0.5)), number(quantile(program.peak, 0.5), 0),
+                  subject.calls, subject.heap});
     }
-    printTable(rows);
 }
 
 // --- Replies of growing length
@@ -173,7 +164,7 @@ std::string replyOf(std::size_t length) {
 
 void showReplies(int rounds) {
     const fs::path node = std::string(getenv("TARNWICK_STATION")) + "/dev/cu.wwanCMD19";
-    std::vector<Row> rows = {{"reply bytes", "wall", "quartiles"}};
+    printRow({"reply bytes", "wall", "quartiles"});
     for (const std::size_t length : {20, 100, 300, 1000}) {
         const std::string reply = replyOf(length);
         ScriptedDevice device([&](const std::string&) { return ScriptedDevice::Reaction{reply}; });
@@ -181,10 +172,9 @@ void showReplies(int rounds) {
         fs::create_symlink(device.path(), node);
         Program program = {{getenv("TARNWICK"), "-w", "/dev/cu.wwanCMD19"}};
         for (int round = 0; round < rounds; ++round) program.run();
-        rows.push_back({std::to_string(reply.size()), number(quantile(program.wall, 0.5)),
-                        program.quartiles()});
+        printRow({std::to_string(reply.size()), number(quantile(program.wall, 0.5)),
+                  program.quartiles()});
     }
-    printTable(rows);
 }
 
 // --- Captures of growing size
@@ -284,8 +274,8 @@ std::vector<double> timeRegistry(long count) {
 void showCaptures(const fs::path& root) {
     fs::create_directories(root / "ioregistry");
     setenv("TARNWICK_STATION", root.c_str(), 1);
-    std::vector<Row> rows = {{"entries", "libplist parse", "load", "load/parse", "walk", "us/entry",
-                              "search", "us/entry", "Tarnwick -v"}};
+    printRow({"entries", "libplist parse", "load", "load/parse", "walk", "us/entry", "search",
+              "us/entry", "Tarnwick -v"});
     const fs::path capture = root / "ioregistry/IOService.plist";
     for (const long count : {10, 100, 1000, 10000, 100000}) {
         writeCapture(capture, count);
@@ -300,11 +290,10 @@ void showCaptures(const fs::path& root) {
         const auto each = [&](int index) {
             return number(median(index) * 1000 / static_cast<double>(count));
         };
-        rows.push_back({std::to_string(count), number(median(0)), number(median(1)),
-                        number(median(1) / median(0)), number(median(2), 3), each(2),
-                        number(median(3), 3), each(3), number(quantile(program.wall, 0.5))});
+        printRow({std::to_string(count), number(median(0)), number(median(1)),
+                  number(median(1) / median(0)), number(median(2), 3), each(2),
+                  number(median(3), 3), each(3), number(quantile(program.wall, 0.5))});
     }
-    printTable(rows);
 }
 
 }  // namespace
