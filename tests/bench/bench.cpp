@@ -264,9 +264,9 @@ std::vector<double> timeRegistry(long count) {
     registry::Port port = 0;
     long walked = 0;
     long found = 0;
-    const std::vector<double> times = {timed([&] { registry::MasterPort(&port); }),
-                                       timed([&] { walked = walkPlane(); }),
-                                       timed([&] { found = findWanted(); })};
+    std::vector<double> times = {timed([&] { registry::MasterPort(&port); }),
+                                 timed([&] { walked = walkPlane(); }),
+                                 timed([&] { found = findWanted(); })};
     if (walked != count || found != (count + 9) / 10) abort();
     return times;
 }
