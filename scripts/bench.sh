@@ -47,12 +47,22 @@ allocations() {
             END { print seen ? count : "-" }'
 }
 
+# The most memory that it had at a time, in KiB; the middle one of three runs.
+peak() {
+    local count
+    for count in 1 2 3; do
+        TARNWICK_STATION=$1 env time -o "$work/peak" -f %M "${@:2}" >/dev/null 2>&1 || true
+        tail -n 1 "$work/peak"
+    done | sort -n | sed -n 2p
+}
+
 # subject NAME STATION COMMAND...: a line for tarnwick-bench; without STATION there is none.
 subject() {
     local root=${2:+$work/$2} program
     program=$(command -v "$3") || { echo "bench.sh: not installed: $3" >&2 && return; }
     set -- "$1" "$root" "$program" "${@:4}"
-    printf '%s\t%s\t%s\t%s\t%s\n' "$1" "$(trace "${@:2}")" "$(allocations "${@:2}")" "$root" "${*:3}"
+    printf '%s\t' "$1" "$(trace "${@:2}")" "$(allocations "${@:2}")" "$(peak "${@:2}")" "$root"
+    printf '%s\n' "${*:3}"
 }
 
 option() { subject "Tarnwick $1 (${2%/*})" "${2#*/}" Tarnwick "$1" "${@:3}"; }
@@ -61,12 +71,13 @@ subjects() {
     local letter count
     # The first is what the others are measured against.
     subject 'bare C program' '' "$work/bare"
+    subject 'the same, not static' '' "$work/dynamic"
     subject 'picocom --help' '' picocom --help
     subject 'Tarnwick -v, no station' '' Tarnwick -v
     subject 'comgt, IMEI' two comgt -s -d "$work/two$hspa" "$work/imei"
     subject 'gsmctl, IMEI' two gsmctl -d "$work/two$hspa" me4
-    option -v two/two
-    option -h two/two
+    option -v station/two
+    option -h station/two
     for letter in a e f p i k m n t w; do option -$letter hspa/two $hspa; done
     for letter in a e f p i k m n t w; do option -$letter evdo/two $evdo; done
     option -b wcdma/two 7 9400 20 1 $hspa
@@ -76,6 +87,7 @@ subjects() {
     option -r wcdma/two 1 7 9400 0 $hspa
     option -r gsm/two 1 5 600 0 $hspa
     option -r evdo/two 1 1 25 0 $evdo
+    subject 'the shell line of -c and -s' loaded sh "$work/line"
     option -c generator/loaded
     option -s wcdma/loaded 1 7 9400 -50 0 $hspa
     option -s gsm/loaded 1 5 600 -50 0 $hspa
@@ -119,6 +131,9 @@ work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 echo 'int main(void) { return 0; }' >"$work/bare.c"
 gcc -O2 -static -o "$work/bare" "$work/bare.c"
+gcc -O2 -o "$work/dynamic" "$work/bare.c"
+# What the tool asks before it uses the generator.
+printf '%s\n' "\"\$TARNWICK_STATION\"/usr/sbin/kextstat | grep Keyspan >/dev/null" >"$work/line"
 # The same question that -e asks, with no pause of the script's own.
 printf '%s\n' opengt 'set senddelay 0' 'send "AT+CGSN^m"' 'waitfor 5 "OK"' >"$work/imei"
 

@@ -12,7 +12,7 @@ debian_packages() {
     fuzz) echo clang libclang-rt-14-dev ;;
     docs) echo mandoc bash-completion zsh lintian dpkg-dev debootstrap ;;
     examples) echo perl gnuplot-nox parallel ;;
-    bench) echo picocom comgt gsm-utils strace libc-devtools bsdextrautils ;;
+    bench) echo picocom comgt gsm-utils strace libc-devtools bsdextrautils time ;;
     macos) echo clang lld-14 llvm ;;
     *)
         echo "packages.sh: unknown purpose: $1" >&2

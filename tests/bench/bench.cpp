@@ -1,5 +1,6 @@
 #include <fcntl.h>
 #include <plist/plist.h>
+#include <spawn.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -72,29 +73,25 @@ struct Program {
     std::vector<std::string> words;
     std::vector<double> wall = {};
     std::vector<double> processor = {};  // user and system
-    std::vector<double> peak = {};       // KiB
     int status = 0;
 
     void run() {
         std::vector<char*> list;
         for (std::string& word : words) list.push_back(word.data());
         list.push_back(nullptr);
+        posix_spawn_file_actions_t discard;
+        posix_spawn_file_actions_init(&discard);
+        posix_spawn_file_actions_addopen(&discard, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
+        posix_spawn_file_actions_adddup2(&discard, STDOUT_FILENO, STDERR_FILENO);
+        pid_t process = -1;
         rusage usage = {};
         wall.push_back(timed([&] {
-            // Not posix_spawn: with it the peak would be this program's own.
-            const pid_t process = fork();
-            if (process == 0) {
-                const int null = open("/dev/null", O_WRONLY);
-                dup2(null, STDOUT_FILENO);
-                dup2(null, STDERR_FILENO);
-                close(null);
-                execv(list[0], list.data());
-                _exit(127);
-            }
+            if (posix_spawn(&process, list[0], &discard, nullptr, list.data(), environ) != 0)
+                abort();
             wait4(process, &status, 0, &usage);
         }));
+        posix_spawn_file_actions_destroy(&discard);
         processor.push_back(milliseconds(usage.ru_utime) + milliseconds(usage.ru_stime));
-        peak.push_back(static_cast<double>(usage.ru_maxrss));
     }
 
     std::string quartiles() const {
@@ -104,13 +101,13 @@ struct Program {
 
 // A program with what a trace of it showed.
 struct Subject {
-    std::string name, commands, pauses, children, calls, heap, root;
+    std::string name, commands, pauses, children, calls, heap, peak, root;
     Program program = {};
 };
 
 std::istream& operator>>(std::istream& stream, Subject& subject) {
     for (std::string* field : {&subject.name, &subject.commands, &subject.pauses, &subject.children,
-                               &subject.calls, &subject.heap, &subject.root}) {
+                               &subject.calls, &subject.heap, &subject.peak, &subject.root}) {
         std::getline(stream, *field, '\t');
     }
     std::string line;
@@ -145,8 +142,8 @@ void showRuns(int rounds) {
         printRow({subject.name, std::to_string(WEXITSTATUS(program.status)), subject.commands,
                   subject.pauses, subject.children, number(wall), program.quartiles(),
                   number(addition), number(addition - first),
-                  number(quantile(program.processor, 0.5)), number(quantile(program.peak, 0.5), 0),
-                  subject.calls, subject.heap});
+                  number(quantile(program.processor, 0.5)), subject.peak, subject.calls,
+                  subject.heap});
     }
 }
 
