@@ -23,12 +23,19 @@ static constexpr const char* kPieces[] = {
 // clang-format on
 
 // The loader keeps its list as long as the program runs, which is too long for a fuzz target: the
-// linker sends the loader's call by way of here.
+// linker sends the loader's calls by way of here.
 static plist_t list = nullptr;
-extern "C" void __real_plist_from_memory(const char* content, std::uint32_t size, plist_t* parsed);
-extern "C" void __wrap_plist_from_memory(const char* content, std::uint32_t size, plist_t* parsed) {
-    __real_plist_from_memory(content, size, parsed);
+extern "C" {
+void __real_plist_from_xml(const char* content, std::uint32_t size, plist_t* parsed);
+void __real_plist_from_bin(const char* content, std::uint32_t size, plist_t* parsed);
+void __wrap_plist_from_xml(const char* content, std::uint32_t size, plist_t* parsed) {
+    __real_plist_from_xml(content, size, parsed);
     list = *parsed;
+}
+void __wrap_plist_from_bin(const char* content, std::uint32_t size, plist_t* parsed) {
+    __real_plist_from_bin(content, size, parsed);
+    list = *parsed;
+}
 }
 
 static void readProperties(void* captured) {
