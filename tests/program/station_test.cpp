@@ -53,7 +53,7 @@ TEST(Station, EndsAsItsCommandDoes) {
 
 TEST(Station, LeavesNothingBehind) {
     const char* const ends[] = {"exit 0", "exit 1", "kill -9 $$", "kill -TERM $$",
-                                "rm -rf \"$TARNWICK_STATION\"; sleep 60"};
+                                "rm -rf \"$TARNWICK_STATION\"; exec sleep 60"};
     for (const std::string end : ends) {
         const ToolRun run = station({"sh", "-c",
                                      "echo \"$TARNWICK_STATION\"; ls \"$TARNWICK_STATION/dev\"; "
