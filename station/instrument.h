@@ -15,7 +15,6 @@ struct Answer {
     std::string bytes;
     std::chrono::milliseconds delay{0};
     bool hangUp = false;
-    bool awaited = true;  // else the tool does not wait for it, and it must not reach the next run
 };
 
 class Instrument {

@@ -50,22 +50,41 @@ std::optional<Clock::time_point> Line::nextDue() const {
     return pending_.empty() ? std::nullopt : std::optional(pending_.front().due);
 }
 
+// A command that nothing is known of yet is the last that was written: its user has not gone.
+bool Line::isFromPresentUser() {
+    if (!users_) return true;
+    if (tenures_.empty()) {
+        ++early_;
+        return true;
+    }
+    const bool present = tenures_.front() == tenure_;
+    tenures_.pop_front();
+    return present;
+}
+
 void Line::take(std::string_view line) {
     transcript_->add(name_, '>', line);
     // Whoever sends a command has stopped waiting for earlier answers.
     std::erase_if(pending_, [](const Pending& step) { return !step.answer.hangUp; });
+    std::vector<Answer> answers = receiveWithFault(fault_, instrument_.get(), line);
+    if (!isFromPresentUser()) return;
     Clock::time_point due = Clock::now();
-    for (Answer& answer : receiveWithFault(fault_, instrument_.get(), line)) {
+    for (Answer& answer : answers) {
         due += std::chrono::duration_cast<Clock::duration>(answer.delay * timeScale_);
         pending_.push_back({due, std::move(answer)});
     }
 }
 
-bool Line::receive() {
+void Line::fetch() {
     char bytes[1024];
-    const ssize_t count = read(master_.get(), bytes, sizeof bytes);
-    if (count <= 0) return false;
-    incoming_.append(bytes, static_cast<std::size_t>(count));
+    ssize_t count = 0;
+    while ((count = read(master_.get(), bytes, sizeof bytes)) > 0) {
+        incoming_.append(bytes, static_cast<std::size_t>(count));
+        if (incoming_.size() > kLongestLine) break;
+    }
+}
+
+bool Line::receive() {
     bool taken = false;
     for (;;) {
         const std::size_t end = incoming_.find_first_of("\r\n");
@@ -77,6 +96,8 @@ bool Line::receive() {
         taken = true;
     }
     if (incoming_.size() > kLongestLine) incoming_.clear();
+    // Whoever types writes a command in pieces.
+    if (taken && incoming_.empty()) tenures_.clear();
     return taken;
 }
 
@@ -112,19 +133,39 @@ void Line::dropTraffic() {
     pending_.clear();
     outgoing_.clear();
     incoming_.clear();
+    tenures_.clear();
+    early_ = 0;
 }
 
-void Line::userWent(bool commandsRead) {
+void Line::userCame() {
+    if (users_ == 0) early_ = 0;
+    users_ = users_.value_or(0) + 1;
+}
+
+void Line::userWrote() {
+    if (early_ > 0) {
+        --early_;
+    } else {
+        tenures_.push_back(tenure_);
+    }
+}
+
+void Line::userWent() {
     users_ = std::max(0, users_.value_or(1) - 1);
     if (*users_ > 0) return;
-    // The last to go takes exclusive use and unread bytes along; a pty keeps both as long as
-    // its other end is open.
+    ++tenure_;
+    // The last to go takes exclusive use, unread bytes and half a command along; a pty keeps them
+    // as long as its other end is open.
     ioctl(slave_.get(), TIOCNXCL);
     tcflush(slave_.get(), TCIFLUSH);
     outgoing_.clear();
-    std::erase_if(pending_, [commandsRead](const Pending& step) {
-        return !commandsRead || !step.answer.awaited;
-    });
+    pending_.clear();
+    int unread = 0;
+    ioctl(master_.get(), FIONREAD, &unread);
+    if (unread == 0 && incoming_.find_first_of("\r\n") == std::string::npos) {
+        incoming_.clear();
+        tenures_.clear();
+    }
 }
 
 }  // namespace station

@@ -30,18 +30,22 @@ class Line {
     bool wantsToWrite() const { return !outgoing_.empty(); }
     std::optional<Clock::time_point> nextDue() const;
 
-    // Reads what the tool has sent. True when the instrument has taken a command.
+    // Reads what the tool has sent.
+    void fetch();
+    // Hands the commands that are complete to the instrument. True when there was one. What is
+    // known by then of users decides who gets the answers.
     bool receive();
     // Writes what is due and what did not fit before. True when the line hangs up and is another
     // pty now; the old one is there until hangUp, so that a new node can be in place before.
     bool advance(Clock::time_point now);
     void hangUp() { old_ = Descriptor(); }
 
-    // Whoever has the line open, where the host can tell.
+    // What users do with the line, where the host can tell. An answer must reach the run that asked
+    // and no other, even if that one was killed and the next is there already.
     void countUsers() { users_ = 0; }
-    void userCame() { users_ = users_.value_or(0) + 1; }
-    // `commandsRead`: commands have been read that may be older than this user's going, or newer.
-    void userWent(bool commandsRead);
+    void userCame();
+    void userWrote();
+    void userWent();
 
   private:
     struct Pending {
@@ -52,6 +56,7 @@ class Line {
     void dropTraffic();
     void writeOut();
     void take(std::string_view line);
+    bool isFromPresentUser();
 
     std::string name_;
     std::unique_ptr<Instrument> instrument_;
@@ -66,6 +71,9 @@ class Line {
     std::deque<Pending> pending_;
     std::string outgoing_;
     std::optional<int> users_;
+    int tenure_ = 0;           // counts up whenever the last user goes
+    std::deque<int> tenures_;  // in which the commands were written that are still to be taken
+    int early_ = 0;            // commands taken before it was known that they were written
 };
 
 }  // namespace station

@@ -8,6 +8,9 @@
 namespace station {
 namespace {
 
+// The radio takes its time, and whoever switched it does not wait for the answer.
+constexpr std::chrono::milliseconds kSwitching{200};
+
 constexpr std::string_view kPassword = "\"K482\"";
 
 // The integers of "1,2,3"; nothing when a part is no integer.
@@ -145,7 +148,7 @@ const Module::Command Module::kCommands[] = {
          const auto mode = integer(arguments);
          if (!mode || *mode < 0 || *mode > 1) return Result{.ok = false};
          module.radioOn_ = *mode == 1;
-         return Result{.awaited = false};
+         return Result{.delay = kSwitching};
      }},
     {kHspa, "AT!DTEMP? ", kStart, kNothing,
      [](Module& module, std::string_view arguments) {
@@ -280,7 +283,7 @@ std::vector<Answer> Module::receive(std::string_view line) {
     if (!result.text.empty() && !result.final) reply += "\r\n";
     if (!result.final) reply += result.ok ? "OK\r\n" : "ERROR\r\n";
 
-    return {Answer{.bytes = reply, .awaited = result.awaited}};
+    return {Answer{.bytes = reply, .delay = result.delay}};
 }
 
 // What the SIM answers instead of doing what it was told, if anything.

@@ -27,7 +27,7 @@ class Module : public Instrument {
         bool ok = true;
         std::string text = {};  // lines parted by "\r\n"; empty for none
         bool final = false;     // the text stands for OK or ERROR
-        bool awaited = true;
+        std::chrono::milliseconds delay{0};
     };
     struct Command;
     static const Command kCommands[];

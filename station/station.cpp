@@ -91,9 +91,10 @@ void Station::watchLine(Line* line) {
     const std::string path = line->slavePath();
     const bool watched = watch_.users(path, [this, line, path](Watch::Event event) {
         if (path != line->slavePath()) return;  // a pty that has hung up
-        if (event == Watch::Event::kOpened) line->userCame();
-        if (event == Watch::Event::kClosed) line->userWent(commandsRead_);
-        transcript_.add(line->name(), '!', event == Watch::Event::kOpened ? "open" : "close");
+        if (event == Watch::Event::kWritten) return line->userWrote();
+        const bool came = event == Watch::Event::kOpened;
+        came ? line->userCame() : line->userWent();
+        transcript_.add(line->name(), '!', came ? "open" : "close");
     });
     if (watched) line->countUsers();
 }
@@ -183,15 +184,12 @@ void Station::step() {
         throw std::system_error(errno, std::generic_category(), "poll");
     }
     handleSignals();
-    // Whoever went before a command was read is told apart from whoever went since: an answer must
-    // reach the run that asked, and no other.
-    commandsRead_ = false;
+    // What has been written was told of before, or is the last thing that was done to the line.
+    for (Line* line : lines) line->fetch();
     watch_.dispatch();
     for (Line* line : lines) {
         if (line->receive()) saveState(*line);
     }
-    commandsRead_ = true;
-    watch_.dispatch();
     const Clock::time_point now = Clock::now();
     if (adapterDue_ && *adapterDue_ <= now) showAdapter();
     for (Line* line : lines) {

@@ -46,7 +46,6 @@ class Station {
     std::vector<std::unique_ptr<Line>> modules_;
     std::unique_ptr<Line> generator_;
     bool driverLoaded_ = false;
-    bool commandsRead_ = false;
     bool canWatch_ = false;
     std::optional<Clock::time_point> adapterDue_;
     pid_t child_ = -1;

@@ -22,7 +22,7 @@ bool Watch::add(const std::string& path, std::uint32_t events, Handler handler) 
 }
 
 bool Watch::users(const std::string& path, Handler handler) {
-    return add(path, IN_OPEN | IN_CLOSE, std::move(handler));
+    return add(path, IN_OPEN | IN_MODIFY | IN_CLOSE, std::move(handler));
 }
 
 bool Watch::folder(const std::string& path, Handler handler) {
@@ -46,6 +46,7 @@ void Watch::dispatch() {
             }
             const Handler handler = known->second;
             if ((event.mask & IN_OPEN) != 0) handler(Event::kOpened);
+            if ((event.mask & IN_MODIFY) != 0) handler(Event::kWritten);
             if ((event.mask & IN_CLOSE) != 0) handler(Event::kClosed);
             if ((event.mask & IN_MOVED_TO) != 0) handler(Event::kReplaced);
             if ((event.mask & (IN_DELETE_SELF | IN_MOVE_SELF)) != 0) handler(Event::kGone);

@@ -13,7 +13,7 @@ class Watch {
   public:
     Watch();
 
-    enum class Event { kOpened, kClosed, kReplaced, kGone };
+    enum class Event { kOpened, kWritten, kClosed, kReplaced, kGone };
     using Handler = std::function<void(Event event)>;
 
     // Watches a device node for users, or a folder for files moved into it and for its removal.
