@@ -75,21 +75,6 @@ TEST(Bench, TheLevelFollowsTheGenerator) {
     }
 }
 
-TEST(Bench, AGeneratorThatIsNotTunedIsNotHeard) {
-    for (const char* missed : {"SOUR:FREQ", "OUTPut1:STATe ON", "SOUR:POWer:LEVel"}) {
-        TestStation station({"-m", "evdo", "--generator-fault", std::string("silent@") + missed});
-        const ToolRun run = station.tool({"-s", "1", "1", "600", "-50", "0"});
-        EXPECT_EQ(run.status, 0);
-        EXPECT_NE(run.output, "-80 dBm\n") << missed;
-    }
-    TestStation station;
-    EXPECT_EQ(station.tool({"-r", "1", "3", "62", "0"}).output,
-              "Issue \"AT!DASBAND=10\r\"\n-113 dBm\n");
-    EXPECT_EQ(station.wire(), kEnter +
-                                  " AT!DASBAND=10 AT!DASCHAN=62 AT!DASLNAGAIN=0 "
-                                  "AT!DAGSRXBURST=0 AT!DAGGAVGRSSI=62,0");
-}
-
 // Bands that the module does not have: what was sent before is sent again.
 TEST(Bench, ABandOfTheOtherFamilyGivesNoReading) {
     const struct {
