@@ -99,6 +99,7 @@ TEST(SignalStrength, TakesNoReadingFromABrokenReply) {
         {0x8231, 6, "AT!DAWGAVGAGC", "AT!DAWGAVGAGC\r\r\nOK\r\n", 0},
         {0x8231, 6, "AT!DAWGAVGAGC", "OK AT!DAWGAVGAGC\r\nskipped\r\n", 65535},
         {0x8231, 2, "AT!DAGGAVGRSSI", "OK\r\nlevel dBm -3\r\n", 0},
+        {0x8231, 2, "AT!DAGGAVGRSSI", "OK no level\r\n", 65535},
     };
     for (const auto& example : cases) {
         const OperationRun run = runOperation(
