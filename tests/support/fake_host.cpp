@@ -48,7 +48,7 @@ int RunShell(const char* line) {
 }
 
 std::uint32_t RealUserId() {
-    return gHost.userId;
+    return 0;
 }
 
 void PauseMilliseconds(std::uint32_t milliseconds) {

@@ -14,7 +14,6 @@ struct FakeHost {
     std::vector<std::string> shellLines;
     std::function<int(const std::string&)> shell = [](const std::string&) { return 0; };
     std::function<bool(const std::string&)> isReadable = [](const std::string&) { return true; };
-    std::uint32_t userId = 0;
 };
 
 // The one in use. A test begins with a fresh one: gHost = {}.

@@ -11,6 +11,12 @@ namespace {
 
 using Pauses = std::vector<std::uint32_t>;
 
+const std::string kList = "/usr/sbin/kextstat | grep \"KeyspanUSAdriver\" > /dev/null 2>&1";
+const std::string kDriver = " \"/Brek/Runtime_Files/Kexts/KeyspanUSAdriver.kext\" >> ";
+const std::vector<std::string> kLoadAndUnload = {
+    kList, "/sbin/kextload" + kDriver + "/tmp/kextload.log 2>&1", kList,
+    "/sbin/kextunload" + kDriver + "/tmp/kextunload.log 2>&1"};
+
 struct Outcome {
     int result = -1;
     std::string output;
@@ -73,6 +79,7 @@ TEST(Generator, IsCommandedInOrder) {
             EXPECT_EQ(outcome.output, example.output);
             EXPECT_EQ(outcome.loaded, loaded) << "the driver is not left as it was";
             EXPECT_EQ(gHost.pauses, example.pauses);
+            EXPECT_EQ(gHost.shellLines, loaded ? std::vector{kList} : kLoadAndUnload);
         }
     }
 }
