@@ -147,9 +147,9 @@ done | sort)" "$(sort <<<"$output")"
 expect 'many stations: summary' 'good: good
 weak: failed (1)' "$(sed -n 's/ after [0-9.]* s$//p' errors)"
 
-# Logins, with an "ssh" that stays on this machine.
+# Logins, with an "ssh" that stays on this machine. A login has a SHELL, which this run may lack.
 # shellcheck disable=SC2016 # its script
-printf '%s\n' '#!/bin/sh' 'until [ "$1" = exec ]; do shift; done' 'exec sh -c "$*"' >ssh
+printf '%s\n' '#!/bin/sh' 'until [ "$1" = exec ]; do shift; done' 'SHELL=/bin/sh exec sh -c "$*"' >ssh
 chmod +x ssh
 # shellcheck disable=SC2016 # the words arrive as they are
 expect 'many notebooks' 'op@mac-02	a  b $HOME' \
