@@ -4,8 +4,8 @@
 #
 #   scripts/bench.sh [--tsv FILE]     BENCH_ROUNDS=N: runs of each program (default 21)
 #
-# A trace shows what a run asks for: commands (writes to a terminal), demanded pauses, the time that
-# it waited for programs it started (children: the driver tools), system calls, heap allocations.
+# A trace shows what a run asks for: commands (writes to a terminal), demanded pauses, shell lines,
+# system calls, heap allocations. Children is what its shell lines take when they are run alone.
 # Addition is the median wall time without pauses and children; less first, without the start of the
 # bare program, too. Most runs are at a small time scale; a trace and its runs are at the same one.
 set -euo pipefail
@@ -17,15 +17,9 @@ rounds=${BENCH_ROUNDS:-21}
 hspa=/dev/cu.wwanCMD19
 evdo=/dev/cu.wwanCMD29
 
-# trace ROOT COMMAND...: commands, pauses, children, system calls, parted by tabs. Of three traces the
-# one in the middle: the driver tools take their time, and not always the same.
+# trace ROOT COMMAND...: commands, pauses, shell lines, system calls, parted by tabs.
 trace() {
-    local count
-    for count in 1 2 3; do trace_once "$@"; done | sort -t "$(printf '\t')" -k 3 -n | sed -n 2p
-}
-
-trace_once() {
-    TARNWICK_STATION=$1 strace -o "$work/trace" -y -T "${@:2}" >/dev/null 2>&1 || true
+    TARNWICK_STATION=$1 strace -o "$work/trace" -y "${@:2}" >/dev/null 2>&1 || true
     awk -v OFS='\t' '
         /^[a-z]/ { calls++ }
         /^write\([0-9]+<\/dev\/pts/ { commands++ }
@@ -33,15 +27,15 @@ trace_once() {
             split(substr($0, RSTART, RLENGTH), part, /[=,]/)
             pauses += part[2] * 1e3 + part[4] / 1e6
         }
-        /^(wait4|clone3?|vfork)\(/ && match($0, /<[0-9.]+>$/) {
-            children += substr($0, RSTART + 1, RLENGTH - 2) * 1e3
-        }
-        END { printf "%d\t%.2f\t%.2f\t%d\n", commands, pauses, children, calls }' "$work/trace"
+        /^wait4\(/ { lines++ }
+        END { printf "%d\t%.2f\t%d\t%d\n", commands, pauses, lines, calls }' "$work/trace"
 }
 
-# "-" for a program that is linked statically.
+# "-" for a program that is linked statically. The tool has a twin that is not.
 allocations() {
-    TARNWICK_STATION=$1 memusage -n "$(basename "$2")" "${@:2}" 2>&1 >/dev/null |
+    local program=$2
+    [ "$program" != "$build/Tarnwick" ] || program+=-dynamic
+    TARNWICK_STATION=$1 memusage -n "$(basename "$program")" "$program" "${@:3}" 2>&1 >/dev/null |
         sed 's/\x1b\[[0-9;]*m//g' | awk -F '|' '
             $1 ~ /^ *(malloc|realloc|calloc)$/ { split($2, part, " "); count += part[1]; seen = 1 }
             END { print seen ? count : "-" }'
@@ -69,8 +63,9 @@ option() { subject "Tarnwick $1 (${2%/*})" "${2#*/}" Tarnwick "$1" "${@:3}"; }
 
 subjects() {
     local letter count
-    # The first is what the others are measured against.
+    # The first is what the others are measured against, the second what their shell lines take.
     subject 'bare C program' '' "$work/bare"
+    subject 'the shell line of -c and -s' loaded sh "$work/line"
     subject 'the same, not static' '' "$work/dynamic"
     subject 'picocom --help' '' picocom --help
     subject 'Tarnwick -v, no station' '' Tarnwick -v
@@ -87,7 +82,6 @@ subjects() {
     option -r wcdma/two 1 7 9400 0 $hspa
     option -r gsm/two 1 5 600 0 $hspa
     option -r evdo/two 1 1 25 0 $evdo
-    subject 'the shell line of -c and -s' loaded sh "$work/line"
     option -c generator/loaded
     option -s wcdma/loaded 1 7 9400 -50 0 $hspa
     option -s gsm/loaded 1 5 600 -50 0 $hspa
@@ -125,7 +119,7 @@ fi
 
 "$top/scripts/packages.sh" build bench
 [ -f "$build/build.ninja" ] || (cd "$top" && cmake --preset release -DBUILD_TESTING=OFF) >/dev/null
-cmake --build "$build" --target Tarnwick tarnwick-station tarnwick-bench >&2
+cmake --build "$build" --target Tarnwick Tarnwick-dynamic tarnwick-station tarnwick-bench >&2
 
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT

@@ -6,7 +6,7 @@ set -euo pipefail
 
 debian_packages() {
     case $1 in
-    build) echo cmake ninja-build g++ pkg-config libplist-dev ;;
+    build) echo cmake ninja-build g++ pkg-config libplist-dev bzip2 ;;
     test) echo libgtest-dev libgmock-dev valgrind mandoc bash-completion zsh ;;
     check) echo clang clang-format clang-tidy cppcheck git shellcheck ;;
     fuzz) echo clang libclang-rt-14-dev ;;
@@ -60,4 +60,5 @@ else
         packages+=($(debian_packages "$purpose"))
     done
     install_debian "${packages[@]}"
+    [[ " $* " != *" build "* ]] || "$(dirname "$0")/static-libplist.sh"
 fi

@@ -13,6 +13,9 @@ foreach(root ${roots})
     # Each package's own copyright and changelog.
     if(EXISTS ${root}/bin)
         set(name tarnwick)
+        file(MAKE_DIRECTORY ${root}/share/lintian/overrides)
+        file(COPY_FILE ${CMAKE_CURRENT_LIST_DIR}/lintian-overrides
+             ${root}/share/lintian/overrides/tarnwick)
     else()
         set(name libtarnwick-devicetree-dev)
     endif()

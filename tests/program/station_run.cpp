@@ -68,7 +68,7 @@ std::vector<std::string> wordsOf(const char* text) {
 
 std::vector<std::string> toolCommand(const std::vector<std::string>& arguments) {
     std::vector<std::string> command = wordsOf(std::getenv("TARNWICK_UNDER"));
-    command.push_back(toolPath());
+    command.push_back(command.empty() ? toolPath() : TARNWICK_DYNAMIC);
     command.insert(command.end(), arguments.begin(), arguments.end());
     return command;
 }

@@ -35,7 +35,7 @@ class TestStation {
     pid_t process() const { return process_; }
 
     // Runs the tool at this station. TARNWICK_UNDER in the environment, such as "valgrind -q", is
-    // put in front of it.
+    // put in front of the one that loads its C library.
     ToolRun tool(const std::vector<std::string>& arguments, double limit = 60) const;
     // Starts the tool, its output thrown away, and leaves it running.
     pid_t startTool(const std::vector<std::string>& arguments) const;
