@@ -66,7 +66,7 @@ subjects() {
     # The first is what the others are measured against, the second what their shell lines take.
     subject 'bare C program' '' "$work/bare"
     subject 'the shell line of -c and -s' loaded sh "$work/line"
-    subject 'the same, not static' '' "$work/dynamic"
+    subject 'bare C program, not static' '' "$work/dynamic"
     subject 'picocom --help' '' picocom --help
     subject 'Tarnwick -v, no station' '' Tarnwick -v
     subject 'comgt, IMEI' two comgt -s -d "$work/two$hspa" "$work/imei"
