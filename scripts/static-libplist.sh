@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Makes build-libplist, a static libplist for CMake to find: Debian's libplist-dev has none, and a
-# short run of the tool is mostly its start, of which a third went into loading the library.
+# short run of the tool is mostly its start, a third of which would go into loading libraries.
 #
 # It is compiled from the source package, which lies beside the binary one. When there is none to be
 # had, an empty folder is left, and the shared library is linked; remove the folder to try again.
