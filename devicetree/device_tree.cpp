@@ -129,6 +129,15 @@ property::Value DT_ConvertValueToCFTypeRef(property::Value existing, void* bytes
 
 // --- Entries
 
+// A look-up that failed leaves an entry 0, which has no properties and is not given back.
+static property::Value propertyOf(Object entry, const char* name) {
+    return entry != 0 ? registry::EntryCreateProperty(entry, name) : nullptr;
+}
+
+static void giveBack(Object entry) {
+    if (entry != 0) registry::ObjectRelease(entry);
+}
+
 static bool inEitherPlane(Object entry) {
     return registry::EntryInPlane(entry, registry::kDeviceTreePlane) ||
            registry::EntryInPlane(entry, registry::kServicePlane);
@@ -195,7 +204,7 @@ std::int32_t DT_FindCompatibleDevice(const char* name, Object* entry) {
     if (result != registry::kSuccess) return result;
     bool restarted = false;
     while (const Object candidate = NextEntry(&scan, &restarted)) {
-        const property::Value compatible = DT_ReadProperty(&candidate, "compatible");
+        const property::Value compatible = propertyOf(candidate, "compatible");
         const bool found = listsName(compatible, name);
         property::Release(compatible);
         if (found) {
@@ -257,7 +266,7 @@ static void dropMatches(Matches* matches) {
 // Takes over the entry. Returns the conversion's result, or `result` when the property is absent.
 static std::int32_t matchEntry(Object entry, const char* name, const void* value, Matches* matches,
                                std::int32_t result) {
-    const property::Value found = DT_ReadProperty(&entry, name);
+    const property::Value found = propertyOf(entry, name);
     bool matched = found != nullptr;
     if (found != nullptr) {
         std::uint8_t bytes[kDTLongestProperty];
@@ -275,7 +284,7 @@ static std::int32_t matchEntry(Object entry, const char* name, const void* value
 }
 
 std::int32_t DT_FindDevicesWithProp(const char* spec, const void* value, Object* entries,
-                                    std::uint32_t maxEntries, std::uint32_t* count) {
+                                    std::int32_t maxEntries, std::uint32_t* count) {
     if (spec == nullptr || entries == nullptr || count == nullptr || maxEntries < 1) {
         return kDTBadArgument;
     }
@@ -285,7 +294,7 @@ std::int32_t DT_FindDevicesWithProp(const char* spec, const void* value, Object*
     RegistryScan scan = {0, 0};
     std::int32_t result = walkPlane(split.plane, &scan);
     if (result != registry::kSuccess) return result;
-    Matches matches = {entries, maxEntries, 0};
+    Matches matches = {entries, static_cast<std::uint32_t>(maxEntries), 0};
     bool restarted = false;
     while (const Object entry = NextEntry(&scan, &restarted)) {
         if (restarted) dropMatches(&matches);
@@ -299,14 +308,15 @@ std::int32_t DT_FindDevicesWithProp(const char* spec, const void* value, Object*
 
 // --- Properties of an entry
 
-property::Value DT_ReadProperty(const Object* entry, const char* name) {
-    if (entry == nullptr || name == nullptr) return nullptr;
-    return registry::EntryCreateProperty(*entry, name);
+std::int32_t DT_ReadProperty(const Object* entry, const char* name, property::Value* value) {
+    if (entry == nullptr || name == nullptr || value == nullptr) return kDTBadArgument;
+    *value = propertyOf(*entry, name);
+    return *value != nullptr ? kDTOk : kDTNotFound;
 }
 
 std::int32_t DT_GetPropertyLength(const Object* entry, const char* name, std::uint32_t* length) {
     if (entry == nullptr || name == nullptr || length == nullptr) return kDTBadArgument;
-    const property::Value value = DT_ReadProperty(entry, name);
+    const property::Value value = propertyOf(*entry, name);
     *length = DT_CFTypeRefSize(value);
     property::Release(value);
     return *length != 0 ? kDTOk : kDTNotFound;
@@ -317,7 +327,7 @@ std::int32_t DT_GetProperty(const Object* entry, const char* name, void* buffer,
     if (entry == nullptr || name == nullptr || buffer == nullptr || size == nullptr || *size == 0) {
         return kDTBadArgument;
     }
-    const property::Value value = DT_ReadProperty(entry, name);
+    const property::Value value = propertyOf(*entry, name);
     if (value == nullptr) {
         *size = kDTAbsent;
         return kDTNotFound;
@@ -334,7 +344,8 @@ std::int32_t DT_SetProperty(const Object* entry, const char* name, void* bytes,
     if (entry == nullptr || name == nullptr || bytes == nullptr || size == nullptr || *size == 0) {
         return kDTBadArgument;
     }
-    const property::Value existing = DT_ReadProperty(entry, name);
+    if (*entry == 0) return kDTNotFound;
+    const property::Value existing = propertyOf(*entry, name);
     const property::Value value = DT_ConvertValueToCFTypeRef(existing, bytes, *size);
     property::Release(existing);
     if (value == nullptr) return kDTBadArgument;
@@ -344,10 +355,10 @@ std::int32_t DT_SetProperty(const Object* entry, const char* name, void* bytes,
 }
 
 std::int32_t DT_DeleteProperty(const Object* entry, const char* name) {
-    const property::Value value = DT_ReadProperty(entry, name);
-    if (value == nullptr) return kDTNotFound;
+    property::Value value = nullptr;
+    const std::int32_t result = DT_ReadProperty(entry, name, &value);
     property::Release(value);
-    return kDTDeleteRefused;
+    return result == kDTOk ? std::int32_t{kDTDeleteRefused} : result;
 }
 
 std::int32_t DT_GetDeviceProperty(const char* spec, const char* name, void* buffer,
@@ -356,7 +367,7 @@ std::int32_t DT_GetDeviceProperty(const char* spec, const char* name, void* buff
     std::int32_t result = DT_FindDeviceID(spec, &entry);
     if (result != kDTOk) return result;
     result = DT_GetProperty(&entry, name, buffer, size);
-    registry::ObjectRelease(entry);
+    giveBack(entry);
     return result;
 }
 
@@ -366,7 +377,7 @@ std::int32_t DT_SetDeviceProperty(const char* spec, const char* name, void* byte
     std::int32_t result = DT_FindDeviceID(spec, &entry);
     if (result != kDTOk) return result;
     result = DT_SetProperty(&entry, name, bytes, size);
-    registry::ObjectRelease(entry);
+    giveBack(entry);
     return result;
 }
 
@@ -375,7 +386,7 @@ std::int32_t DT_DeleteDeviceProperty(const char* spec, const char* name) {
     std::int32_t result = DT_FindDeviceID(spec, &entry);
     if (result != kDTOk) return result;
     result = DT_DeleteProperty(&entry, name);
-    registry::ObjectRelease(entry);
+    giveBack(entry);
     return result;
 }
 

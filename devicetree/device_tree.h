@@ -55,7 +55,8 @@ property::Value DT_ConvertValueToCFTypeRef(property::Value existing, void* bytes
 std::int32_t DT_FindDevice(const char* spec, registry::Object* entry);
 
 // The first entry of the device-tree plane whose "compatible" property is a string that holds
-// `name` and a NUL right behind it. kDTNotFound, or the registry's code when it cannot be walked.
+// `name` and a NUL right behind it, in its first kDTLongestProperty bytes. kDTNotFound, or the
+// registry's code when it cannot be walked.
 std::int32_t DT_FindCompatibleDevice(const char* name, registry::Object* entry);
 
 // DT_FindDevice and, when that fails, DT_FindCompatibleDevice.
@@ -63,17 +64,18 @@ std::int32_t DT_FindDeviceID(const char* spec, registry::Object* entry);
 
 // Walks a plane for entries that have a property. `spec` is "PLANE:PROPERTY", or "PROPERTY" in the
 // device-tree plane. With `value`, an entry matches when its property's bytes are those that
-// `value` begins with, so `value` must be as long as the longest of them. Up to `maxEntries`
-// matches are stored in `entries`; `*count` receives the number of all. Returns the result of the
-// last conversion (normally kDTOk), or the registry's code when the plane cannot be walked. A
-// property of more than kDTLongestProperty bytes matches no `value` and counts as kDTBadArgument.
+// `value` begins with, so `value` must be as long as the longest of them. Up to `maxEntries`, 1 at
+// least, matches are stored in `entries`; `*count` receives the number of all. Returns the result
+// of the last conversion (normally kDTOk), or the registry's code when the plane cannot be walked.
+// A property of more than kDTLongestProperty bytes matches no `value` and counts as kDTBadArgument.
 std::int32_t DT_FindDevicesWithProp(const char* spec, const void* value, registry::Object* entries,
-                                    std::uint32_t maxEntries, std::uint32_t* count);
+                                    std::int32_t maxEntries, std::uint32_t* count);
 
 // --- Properties of an entry, passed by pointer; it stays the caller's
 
-// The property's value, which the caller releases, or null.
-property::Value DT_ReadProperty(const registry::Object* entry, const char* name);
+// The property's value, which the caller releases; null with kDTNotFound.
+std::int32_t DT_ReadProperty(const registry::Object* entry, const char* name,
+                             property::Value* value);
 
 // kDTNotFound when the property is absent or of size 0.
 std::int32_t DT_GetPropertyLength(const registry::Object* entry, const char* name,

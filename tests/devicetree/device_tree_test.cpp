@@ -94,7 +94,8 @@ TEST_F(DeviceTree, RoundTripsEveryTypeAndWidth) {
         std::uint32_t length = 0;
         EXPECT_EQ(DT_GetPropertyLength(&entry, "p", &length), kDTOk);
         EXPECT_EQ(length, size);
-        const property::Value value = DT_ReadProperty(&entry, "p");
+        property::Value value = nullptr;
+        EXPECT_EQ(DT_ReadProperty(&entry, "p", &value), kDTOk);
         EXPECT_EQ(property::KindOf(value), example.kind);
         property::Release(value);
         registry::ObjectRelease(entry);
@@ -190,6 +191,12 @@ TEST_F(DeviceTree, PassesOnTheRegistrysFailures) {
     simulated::FailCall(Call::kGetMatchingServices, -5);
     EXPECT_EQ(DT_FindDevice("cpu", &entry), kDTOk);
     EXPECT_EQ(entry, 0U) << "the quirk that callers look for";
+    char bytes[4];
+    std::uint32_t size = sizeof bytes;
+    EXPECT_EQ(DT_SetDeviceProperty("cpu", "p", bytes, &size), kDTNotFound);
+    EXPECT_EQ(DT_DeleteDeviceProperty("cpu", "p"), kDTNotFound);
+    EXPECT_EQ(DT_GetDeviceProperty("cpu", "p", bytes, &size), kDTNotFound);
+    EXPECT_EQ(size, kDTAbsent);
     simulated::FailCall(Call::kCreateIterator, -6);
     EXPECT_EQ(DT_FindCompatibleDevice("x", &entry), -6);
     std::uint32_t count = 9;
