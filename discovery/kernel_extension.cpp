@@ -1,15 +1,26 @@
 #include "discovery/kernel_extension.h"
 
+#include <cstdarg>
+
 #include "platform/bounded_text.h"
 #include "platform/host.h"
 #include "serial/serial_port.h"
 
 static constexpr std::size_t kShellLineSize = 256;
 
-static bool isLoaded(const char* name) {
+// Runs the line that the format makes; its undecoded status. A line that was cut would do something
+// else and is not run.
+__attribute__((format(printf, 1, 2))) static int runShell(const char* format, ...) {
     char line[kShellLineSize];
-    formatText(line, sizeof line, "/usr/sbin/kextstat | grep \"%s\" > /dev/null 2>&1", name);
-    return host::RunShell(line) == 0;
+    va_list arguments;
+    va_start(arguments, format);
+    const bool whole = formatArguments(line, sizeof line, format, arguments);
+    va_end(arguments);
+    return whole ? host::RunShell(line) : -1;
+}
+
+static bool isLoaded(const char* name) {
+    return runShell("/usr/sbin/kextstat | grep \"%s\" > /dev/null 2>&1", name) == 0;
 }
 
 // What differs between loading and unloading.
@@ -40,13 +51,8 @@ static int changeKext(const KextChange& change, const char* directory, const cha
         if (message != nullptr) copyText(message, kMessageSize, change.notRoot);
         return kNotRoot;
     }
-    char line[kShellLineSize];
-    // A line that was cut would load something else.
-    int status = -1;
-    if (formatText(line, sizeof line, "%s \"%s/%s.kext\" >> %s 2>&1", change.tool, directory, name,
-                   change.log)) {
-        status = host::RunShell(line);
-    }
+    const int status =
+        runShell("%s \"%s/%s.kext\" >> %s 2>&1", change.tool, directory, name, change.log);
     if (status == 0) return kKextOk;
     if (message != nullptr) {
         formatText(message, kMessageSize,

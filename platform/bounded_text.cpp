@@ -1,6 +1,5 @@
 #include "platform/bounded_text.h"
 
-#include <cstdarg>
 #include <cstdio>
 #include <cstring>
 
@@ -20,7 +19,12 @@ bool appendText(char* target, std::size_t size, const char* source) {
 bool formatText(char* target, std::size_t size, const char* format, ...) {
     va_list arguments;
     va_start(arguments, format);
-    const int length = vsnprintf(target, size, format, arguments);
+    const bool whole = formatArguments(target, size, format, arguments);
     va_end(arguments);
+    return whole;
+}
+
+bool formatArguments(char* target, std::size_t size, const char* format, va_list arguments) {
+    const int length = vsnprintf(target, size, format, arguments);
     return length >= 0 && static_cast<std::size_t>(length) < size;
 }

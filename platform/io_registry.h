@@ -6,7 +6,7 @@
 
 // The I/O registry, one function for one platform call and named after it.
 //
-// Return codes are the platform's own: kSuccess or a negative kernel return.
+// Return codes are the platform's own: kSuccess or a kernel return, which may be of either sign.
 // Every Object handed out (entries and iterators alike) is one reference that
 // the caller gives back with ObjectRelease; 0 is "no object".
 namespace registry {

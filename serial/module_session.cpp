@@ -30,7 +30,7 @@ int openModule(ModuleSession* session, const char* operation, const char* tty) {
 void prepareCommand(ModuleSession* session, const char* format, ...) {
     va_list arguments;
     va_start(arguments, format);
-    vsnprintf(session->command, sizeof session->command, format, arguments);
+    formatArguments(session->command, sizeof session->command, format, arguments);
     va_end(arguments);
 }
 

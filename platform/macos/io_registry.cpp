@@ -3,6 +3,8 @@
 #include <CoreFoundation/CoreFoundation.h>
 #include <IOKit/IOKitLib.h>
 
+namespace {
+
 // The property's name for the length of a call.
 class Key {
   public:
@@ -19,6 +21,8 @@ class Key {
   private:
     CFStringRef string_;
 };
+
+}  // namespace
 
 namespace registry {
 
