@@ -9,7 +9,6 @@
 #include "serial/reply_lines.h"
 
 static constexpr const char* kOperation = "IdentifyWWANModule";
-static constexpr std::size_t kPropertyTextSize = 128;
 
 WWANDevice gWWANDevice[kMaxModules];
 std::int32_t gTotalWWANDevices = 0;
@@ -95,6 +94,12 @@ static bool storeProductId(const char* text, std::int32_t index) {
 static constexpr Pass kCommandPorts = {"IOSerialBSDClient", readCalloutDevice, storePath};
 static constexpr Pass kProductIds = {"OrvelWWANSupport", readProductId, storeProductId};
 
+// What was stored since the pass began is void.
+static void startAgain(const Pass& pass, std::int32_t* count) {
+    for (std::int32_t index = 0; index < kMaxModules; ++index) pass.store("", index);
+    *count = 0;
+}
+
 static int runPass(const Pass& pass, std::int32_t* count) {
     *count = 0;
     RegistryScan scan = {0, 0};
@@ -102,7 +107,7 @@ static int runPass(const Pass& pass, std::int32_t* count) {
     if (result != kDiscoveryOk) return result;
     bool restarted = false;
     while (const registry::Object entry = NextEntry(&scan, &restarted)) {
-        if (restarted) *count = 0;
+        if (restarted) startAgain(pass, count);
         const property::Value value = pass.read(entry);
         registry::ObjectRelease(entry);
         if (value == nullptr) continue;
@@ -110,7 +115,7 @@ static int runPass(const Pass& pass, std::int32_t* count) {
         TypeRefToString(value, text, sizeof text);
         if (pass.store(text, *count)) ++*count;
     }
-    if (restarted) *count = 0;
+    if (restarted) startAgain(pass, count);
     registry::ObjectRelease(scan.iterator);
     return kDiscoveryOk;
 }

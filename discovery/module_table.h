@@ -42,7 +42,7 @@ int IdentifyWWANModule();
 // kNoModule with `*productId` untouched.
 int ObtainWWANModuleProductID(const char* ttyPath, std::uint32_t* productId);
 
-// Writes the value as text into `text` of `size` bytes and releases it. Data is copied without a
-// terminator of its own, so a cleared buffer is needed for it. "?" stands for no value, one that
-// does not fit, and one of a type that has no text; the last is not released.
+// Writes the value as text into `text` of `size` bytes, 1 at least, and releases it. Data is copied
+// without a terminator of its own, so a cleared buffer is needed for it. "?" stands for no value,
+// one that does not fit, and one of a type that has no text; the last is not released.
 void TypeRefToString(property::Value value, char* text, std::size_t size);

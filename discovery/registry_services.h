@@ -1,6 +1,10 @@
 #pragma once
 
+#include <cstddef>
+
 #include "platform/io_registry.h"
+
+constexpr std::size_t kPropertyTextSize = 128;  // a property as text
 
 // Looks up the services of a class. On failure prints a line led by the operation's name and
 // returns kRegistryFailed; else the caller releases `*iterator`.

@@ -11,7 +11,6 @@
 
 static constexpr int kDeviceWaits = 10;
 static constexpr std::uint32_t kDeviceWait = 1000;  // ms
-static constexpr std::size_t kPropertyTextSize = 128;
 
 int verifyDeviceConnected(const char* path, char* message) {
     for (int wait = 0; wait < kDeviceWaits; ++wait) {
@@ -44,6 +43,17 @@ static int showDevice(registry::Object entry, const char* wanted, char* text, st
     return kDeviceOk;
 }
 
+static registry::Object nextDevice(RegistryScan* scan, char* path) {
+    const int restartsBefore = scan->restarts;
+    bool restarted = false;
+    const registry::Object entry = NextEntry(scan, &restarted);
+    if (entry != 0 || restarted) path[0] = '\0';
+    for (int restart = restartsBefore; restart < scan->restarts; ++restart) {
+        fputs("Invalid  Interator", stdout);
+    }
+    return entry;
+}
+
 int GetWWanBSDPath(const char* text, char* path) {
     RegistryScan scan = {0, 0};
     if (findServices("GetWWanBSDPath", "IOSerialBSDClient", &scan.iterator) != 0) {
@@ -51,10 +61,7 @@ int GetWWanBSDPath(const char* text, char* path) {
     }
     int result = kDeviceOk;
     char property[kPropertyTextSize] = {};
-    bool restarted = false;
-    while (const registry::Object entry = NextEntry(&scan, &restarted)) {
-        path[0] = '\0';
-        if (restarted) fputs("Invalid  Interator", stdout);
+    while (const registry::Object entry = nextDevice(&scan, path)) {
         result = showDevice(entry, text, property, sizeof property);
         registry::ObjectRelease(entry);
         if (result == kDeviceLookupFailed) break;
