@@ -9,7 +9,7 @@ constexpr int kReplyMismatch = 12;
 
 // Sends `command`, gives the device 350 ms, reads one reply of at most 255 characters and
 // looks for `expected` anywhere in it (echo included; an empty text is always there).
-// Returns kSerialOk, the serial port's code, or kReplyMismatch. `message` as there.
+// Returns kSerialOk, the serial port's code, or kReplyMismatch.
 int writeAndReadSerialPort(int fd, const char* command, const char* expected, char* message);
 
 // The same with 600 ms, and the reply stays in `reply` of `replySize` bytes: terminated when

@@ -56,7 +56,7 @@ int openWithProfile(const char* path, const SerialProfile& profile, int* fdOut, 
 
 // Sends `command` and CR LF in one write. Returns kSerialOk, kWriteFailed (also for a
 // command longer than kLongestCommand, of which nothing is sent) or kInvalidDescriptor (-1).
-// `message` may be null.
+// Here alone `message` may be null.
 int writeSerialPort(int fd, const char* command, char* message);
 
 // Reads until a chunk ends in CR or LF; up to two such bytes are removed and `buffer`
