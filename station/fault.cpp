@@ -10,7 +10,7 @@ namespace {
 
 using std::chrono::milliseconds;
 
-constexpr milliseconds kLate{900};   // longer than the tool waits before it reads
+constexpr milliseconds kLate{2500};  // longer than the tool waits before it reads
 constexpr milliseconds kPieces{50};  // between the pieces of an answer
 
 bool equalsIgnoringCase(char left, char right) {

@@ -33,7 +33,7 @@ Fault parseFault(std::string_view text);
 std::vector<Answer> receiveWithFault(const Fault& fault, Instrument* instrument,
                                      std::string_view line);
 
-// Compares text without regard to case.
+// Whether the text begins so, whatever the case.
 bool startsWithIgnoringCase(std::string_view text, std::string_view start);
 
 }  // namespace station

@@ -67,7 +67,12 @@ void Line::take(std::string_view line) {
     // Whoever sends a command has stopped waiting for earlier answers.
     std::erase_if(pending_, [](const Pending& step) { return !step.answer.hangUp; });
     std::vector<Answer> answers = receiveWithFault(fault_, instrument_.get(), line);
-    if (!isFromPresentUser()) return;
+    const bool isPresent = isFromPresentUser();
+    if (!answers.empty() && answers.front().hangUp) {
+        incoming_.clear();  // nobody hears what comes after
+    } else if (!isPresent) {
+        return;
+    }
     Clock::time_point due = Clock::now();
     for (Answer& answer : answers) {
         due += std::chrono::duration_cast<Clock::duration>(answer.delay * timeScale_);
@@ -112,7 +117,8 @@ bool Line::advance(Clock::time_point now) {
     while (!pending_.empty() && pending_.front().due <= now) {
         const Answer answer = std::move(pending_.front().answer);
         pending_.pop_front();
-        if (users_ == 0) continue;  // as a real line loses what nobody reads
+        // As a real line loses what nobody reads.
+        if (users_ == 0 && !answer.hangUp) continue;
         if (!answer.bytes.empty()) {
             transcript_->add(name_, '<', answer.bytes);
             outgoing_ += answer.bytes;
@@ -159,7 +165,9 @@ void Line::userWent() {
     ioctl(slave_.get(), TIOCNXCL);
     tcflush(slave_.get(), TCIFLUSH);
     outgoing_.clear();
-    pending_.clear();
+    const Clock::time_point now = Clock::now();
+    std::erase_if(pending_,
+                  [now](const Pending& step) { return !step.answer.hangUp || step.due > now; });
     int unread = 0;
     ioctl(master_.get(), FIONREAD, &unread);
     if (unread == 0 && incoming_.find_first_of("\r\n") == std::string::npos) {

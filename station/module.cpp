@@ -93,8 +93,8 @@ const Module::Command Module::kCommands[] = {
          module.asleep_ = false;
          return Result{};
      }},
-    {kEvdo, "AT!RX=1", kWhole, kNothing, [](Module&, auto) { return Result{}; }},
-    {kEvdo, "AT!RX2=1", kWhole, kNothing, [](Module&, auto) { return Result{}; }},
+    {kEvdo, "AT!RX=1", kWhole, kNothing, [](Module& module, auto) { return module.selectReceiver(1); }},
+    {kEvdo, "AT!RX2=1", kWhole, kNothing, [](Module& module, auto) { return module.selectReceiver(2); }},
     {kEvdo, "AT!CHAN?", kWhole, kNothing,
      [](Module& module, auto) {
          return Result{.text = "Channel = " + format("%d", module.channelNumber_)};
@@ -111,9 +111,15 @@ const Module::Command Module::kCommands[] = {
          return Result{};
      }},
     {kEvdo, "AT!RXAGC?", kWhole, kNothing,
-     [](Module& module, auto) { return Result{.text = "RX AGC = " + module.level(1) + " dBm"}; }},
+     [](Module& module, auto) {
+         if (module.receiver_ != 1) return Result{.ok = false};
+         return Result{.text = "RX AGC = " + module.level(1) + " dBm"};
+     }},
     {kEvdo, "AT!RX2AGC?", kWhole, kNothing,
-     [](Module& module, auto) { return Result{.text = "RX2 AGC = " + module.level(2) + " dBm"}; }},
+     [](Module& module, auto) {
+         if (module.receiver_ != 2) return Result{.ok = false};
+         return Result{.text = "RX2 AGC = " + module.level(2) + " dBm"};
+     }},
 
     {kBoth, "AT^SYSINFO", kWhole, kNothing,
      [](Module& module, auto) {
@@ -210,7 +216,7 @@ const Module::Command Module::kCommands[] = {
     {kHspa, "AT!DAWGAVGAGC=", kStart, kTestMode,
      [](Module& module, std::string_view arguments) {
          const auto numbers = integers(arguments);
-         if (!numbers || numbers->size() != 3 || (*numbers)[0] != module.channelNumber_) {
+         if (!numbers || numbers->size() != 3 || !module.isTunedTo(Radio::kWcdma, (*numbers)[0])) {
              return Result{.ok = false};
          }
          return Result{.text = module.level((*numbers)[2] + 1)};
@@ -218,7 +224,7 @@ const Module::Command Module::kCommands[] = {
     {kHspa, "AT!DAGGAVGRSSI=", kStart, kTestMode,
      [](Module& module, std::string_view arguments) {
          const auto numbers = integers(arguments);
-         if (!numbers || numbers->size() != 2 || (*numbers)[0] != module.channelNumber_) {
+         if (!numbers || numbers->size() != 2 || !module.isTunedTo(Radio::kGsm, (*numbers)[0])) {
              return Result{.ok = false};
          }
          return Result{.text = module.level(1) + " dBm"};
@@ -313,8 +319,8 @@ Module::Result Module::writePhonebook(std::string_view arguments) {
     int type = 0;
     const std::string copy(arguments);
     const bool full =
-        std::sscanf(copy.c_str(), "1,\"%63[^\"]\",%d,\"%63[^\"]\"", number, &type, text) == 3;
-    const bool blank = std::sscanf(copy.c_str(), "1,\"\",%d,\"", &type) == 1;
+        std::sscanf(copy.c_str(), "1,\"%63[^\"]\",%9d,\"%63[^\"]\"", number, &type, text) == 3;
+    const bool blank = std::sscanf(copy.c_str(), "1,\"\",%9d,\"", &type) == 1;
     if (!full && !blank) return {.ok = false};
     if (spec_.phonebookStuck) return {};
     phonebookNumber_ = number;
@@ -332,6 +338,15 @@ Module::Result Module::selectChannel(int number) {
     }
     channelNumber_ = number;
     return {};
+}
+
+Module::Result Module::selectReceiver(int receiver) {
+    receiver_ = receiver;
+    return {};
+}
+
+bool Module::isTunedTo(Radio radio, int number) const {
+    return channel_ && channel_->radio == radio && channelNumber_ == number;
 }
 
 std::string Module::level(int receiver) const {

@@ -39,6 +39,8 @@ class Module : public Instrument {
     std::optional<Result> simTrouble();
     Result writePhonebook(std::string_view arguments);
     Result selectChannel(int number);
+    Result selectReceiver(int receiver);
+    bool isTunedTo(Radio radio, int number) const;
     std::string level(int receiver) const;
 
     ModuleSpec spec_;
@@ -56,6 +58,7 @@ class Module : public Instrument {
     std::optional<CellularBand> band_;
     std::optional<Channel> channel_;
     int channelNumber_ = 0;
+    int receiver_ = 1;  // of the EVDO family
     int bandCode_ = 0;
     bool transmitting_ = false;
     std::string transmitPower_ = "none";

@@ -9,7 +9,7 @@
 namespace station {
 namespace {
 
-int number(std::string_view text) {
+int number(std::string_view text, int least = 0) {
     int base = 10;
     if (text.starts_with("0x") || text.starts_with("0X")) {
         text.remove_prefix(2);
@@ -17,15 +17,19 @@ int number(std::string_view text) {
     }
     int value = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value, base);
-    if (error != std::errc() || end != text.data() + text.size()) refuse("not a number", text);
+    if (error != std::errc() || end != text.data() + text.size() || value < least) {
+        refuse("not a number, or too small", text);
+    }
     return value;
 }
 
 void parseTemperatures(std::string_view text, ModuleSpec* spec) {
+    constexpr int kColdest = -273;
     const std::size_t slash = text.find('/');
-    spec->temperatures[0] = number(text.substr(0, slash));
-    spec->temperatures[1] =
-        slash == std::string_view::npos ? spec->temperatures[0] : number(text.substr(slash + 1));
+    spec->temperatures[0] = number(text.substr(0, slash), kColdest);
+    spec->temperatures[1] = slash == std::string_view::npos
+                                ? spec->temperatures[0]
+                                : number(text.substr(slash + 1), kColdest);
 }
 
 struct Key {

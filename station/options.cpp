@@ -3,6 +3,7 @@
 #include <charconv>
 #include <cstring>
 #include <functional>
+#include <limits>
 
 #include "station/choice.h"
 
@@ -17,11 +18,12 @@ struct Option {
     void (*take)(Options& options, const std::string& argument);
 };
 
-double number(std::string_view text) {
-    double value = 0;
+template <typename Number>
+Number number(std::string_view text, Number most) {
+    Number value = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    if (error != std::errc() || end != text.data() + text.size() || !(value >= 0) || value > 1e6) {
-        refuse("not a number from 0 to a million", text);
+    if (error != std::errc() || end != text.data() + text.size() || !(value >= 0) || value > most) {
+        refuse("not a number, or too large", text);
     }
     return value;
 }
@@ -40,10 +42,12 @@ constexpr Option kOptions[] = {
     {0, "capture", "FILE", "serve on top of a registry capture, as ioreg -a -l prints it",
      [](Options& options, const std::string& argument) { options.capture = argument; }},
     {0, "time-scale", "X", "multiply every pause of the tool and the devices by X",
-     [](Options& options, const std::string& argument) { options.timeScale = number(argument); }},
+     [](Options& options, const std::string& argument) {
+         options.timeScale = number(argument, 1e6);
+     }},
     {0, "user-id", "N", "the user id that the tool sees (default: 0)",
      [](Options& options, const std::string& argument) {
-         options.userId = static_cast<unsigned>(number(argument));
+         options.userId = number(argument, std::numeric_limits<unsigned>::max());
      }},
     {0, "no-generator", "", "start without the signal generator's adapter",
      [](Options& options, const std::string&) { options.generator = false; }},

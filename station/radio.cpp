@@ -32,8 +32,7 @@ bool within(int number, int first, int last) {
     return number >= first && number <= last;
 }
 
-// Uplink of a GSM channel, from the lowest of its range upwards.
-constexpr std::int64_t kGsmSpacing = 200;
+constexpr std::int64_t kGsmSpacing = 200;  // kHz from channel to channel
 
 }  // namespace
 

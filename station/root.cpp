@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <fstream>
+#include <sstream>
 #include <system_error>
 
 #include "station/registry_capture.h"
@@ -75,9 +76,14 @@ Root::~Root() {
     std::error_code ignored;
     if (temporary_) {
         fs::remove_all(path_, ignored);
-        return;
+    } else {
+        unlinkDevices();
     }
-    // A folder that is kept is left without nodes that lead nowhere.
+}
+
+// In a folder that is kept no node may be left: it would lead nowhere, or to another's pty.
+void Root::unlinkDevices() const {
+    std::error_code ignored;
     for (const auto& entry : fs::directory_iterator(path_ / "dev", ignored)) {
         if (entry.is_symlink(ignored)) fs::remove(entry.path(), ignored);
     }
@@ -88,14 +94,16 @@ void Root::fill(const RootContent& content) {
         fs::create_directories(path_ / folder);
     }
     fs::permissions(path_ / "tmp", fs::perms{01777});
+    unlinkDevices();  // a station that was killed has left its own
     writeFile("ioregistry/IOService.plist", servicePlane(content));
     writeFile("ioregistry/IODeviceTree.plist", deviceTreePlane());
     writeTool("usr/sbin/kextstat", kKextstat);
     writeTool("sbin/kextload", kKextload);
     writeTool("sbin/kextunload", kKextunload);
     writeFile("state/driver", content.driverLoaded ? "loaded=yes\n" : "loaded=no\n");
-    writeFile("host.conf", "user-id " + std::to_string(content.userId) + "\ntime-scale " +
-                               std::to_string(content.timeScale) + "\n");
+    std::ostringstream conf;
+    conf << "user-id " << content.userId << "\ntime-scale " << content.timeScale << "\n";
+    writeFile("host.conf", conf.str());
 }
 
 bool Root::exists() const {

@@ -41,6 +41,7 @@ class Root {
     bool driverLoaded() const;
 
   private:
+    void unlinkDevices() const;
     void writeFile(const std::filesystem::path& file, std::string_view text) const;
     void writeTool(const std::string& name, std::string_view script) const;
 

@@ -36,16 +36,11 @@ void onSignal(int signal) {
     errno = saved;
 }
 
-void catchSignals() {
-    if (pipe(signalPipe) == -1) throw std::system_error(errno, std::generic_category(), "pipe");
-    for (const int end : signalPipe) {
-        fcntl(end, F_SETFD, FD_CLOEXEC);
-        fcntl(end, F_SETFL, O_NONBLOCK);
-    }
-    struct sigaction action = {};
-    action.sa_handler = onSignal;
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGCHLD}) sigaction(signal, &action, nullptr);
-    std::signal(SIGPIPE, SIG_IGN);
+// As a word of a shell.
+std::string quoted(const std::string& text) {
+    std::string word = "'";
+    for (const char letter : text) word += letter == '\'' ? "'\\''" : std::string(1, letter);
+    return word + "'";
 }
 
 std::chrono::milliseconds scaled(std::chrono::milliseconds delay, double scale) {
@@ -53,6 +48,21 @@ std::chrono::milliseconds scaled(std::chrono::milliseconds delay, double scale) 
 }
 
 }  // namespace
+
+SignalCatcher::SignalCatcher() {
+    if (pipe(signalPipe) == -1) throw std::system_error(errno, std::generic_category(), "pipe");
+    for (const int end : signalPipe) {
+        fcntl(end, F_SETFD, FD_CLOEXEC);
+        fcntl(end, F_SETFL, O_NONBLOCK);
+    }
+    struct sigaction action = {};
+    action.sa_handler = onSignal;
+    for (const int signal :
+         {SIGHUP, SIGINT, SIGQUIT, SIGALRM, SIGTERM, SIGUSR1, SIGUSR2, SIGXCPU, SIGCHLD}) {
+        sigaction(signal, &action, nullptr);
+    }
+    std::signal(SIGPIPE, SIG_IGN);
+}
 
 Station::Station(const Options& options) : options_(options), root_(options.root) {
     if (!options_.transcript.empty()) transcript_.writeTo(options_.transcript);
@@ -76,7 +86,6 @@ Station::Station(const Options& options) : options_(options), root_(options.root
     watchRoot();
     driverLoaded_ = root_.driverLoaded();
     if (driverLoaded_) showAdapter();
-    catchSignals();
 }
 
 void Station::addModule(const ModuleSpec& spec, RootContent* content) {
@@ -149,7 +158,7 @@ void Station::startCommand() {
 }
 
 void Station::announce() const {
-    printf("export TARNWICK_STATION='%s'\n", root_.path().c_str());
+    printf("export TARNWICK_STATION=%s\n", quoted(root_.path()).c_str());
     fflush(stdout);
     if (isatty(STDERR_FILENO) == 0) return;
     fprintf(stderr, "Serving %zu module(s):", modules_.size());

@@ -14,6 +14,11 @@
 
 namespace station {
 
+// From here on signals wake the station's loop, whose work outlives none of them.
+struct SignalCatcher {
+    SignalCatcher();
+};
+
 // A test station at work: its root, its lines, the command that it serves.
 class Station {
   public:
@@ -38,6 +43,7 @@ class Station {
     void handleSignals();
     void reapCommand();
 
+    SignalCatcher catcher_;  // before there is a root that a signal could leave behind
     Options options_;
     Transcript transcript_;
     Root root_;

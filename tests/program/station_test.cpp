@@ -1,11 +1,15 @@
 // The built station as a program: what it runs, how it ends, what it leaves behind.
 
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
+#include <chrono>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "tests/program/station_run.h"
@@ -65,14 +69,39 @@ TEST(Station, LeavesNothingBehind) {
     }
 }
 
+// A signal that finds the station half made.
+TEST(Station, LeavesNothingBehindItsStart) {
+    TestStation keeper;  // for its folder
+    const std::string folder = keeper.root() + "/roots";
+    fs::create_directory(folder);
+    for (int moment = 0; moment < 40; ++moment) {
+        const pid_t process = fork();
+        if (process == 0) {
+            setenv("TMPDIR", folder.c_str(), 1);
+            execl(stationPath().c_str(), "tarnwick-station", "sleep", "60", nullptr);
+            _exit(127);
+        }
+        std::this_thread::sleep_for(std::chrono::microseconds(moment * 200));
+        kill(process, SIGTERM);
+        waitpid(process, nullptr, 0);
+    }
+    EXPECT_TRUE(fs::is_empty(folder));
+}
+
 TEST(Station, ServesUntilItIsTold) {
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) {
         TestStation station;
         EXPECT_EQ(station.stop(signal), 0);
         // A root that was named is kept, but no node that leads nowhere.
-        EXPECT_EQ(station.read("host.conf"), "user-id 0\ntime-scale 0.005000\n");
+        EXPECT_EQ(station.read("host.conf"), "user-id 0\ntime-scale 0.005\n");
         EXPECT_TRUE(fs::is_empty(station.root() + "/dev"));
     }
+    // Nor one that a killed station left.
+    TestStation killed({"--driver-loaded"});
+    killed.stop(SIGKILL);
+    const ToolRun next =
+        ::station({"-r", killed.root(), "--no-generator", "ls", killed.root() + "/dev"});
+    EXPECT_EQ(next.output, "cu.wwanCMD19\n");
     TestStation station;
     fs::remove_all(station.root());
     EXPECT_EQ(station.stop(0), 1);
@@ -106,7 +135,9 @@ TEST(Station, RefusesWhatItDoesNotKnow) {
         {{"-m", "hspa,sim=lost"}, "unknown value: 'lost'"},
         {{"-m", "hspa,colour=red"}, "not a module key with a value: 'colour=red'"},
         {{"-m", "hspa,fault=boredom"}, "unknown value: 'boredom'"},
-        {{"--time-scale", "-1"}, "not a number from 0 to a million: '-1'"},
+        {{"--time-scale", "-1"}, "not a number, or too large: '-1'"},
+        {{"--user-id", "1000.7"}, "not a number, or too large: '1000.7'"},
+        {{"-m", "0x-5"}, "not a number, or too small: '-5'"},
         {{"--capture", "/no/such/file"}, "/no/such/file: cannot be read"},
         {{"--capture", "/dev/null"}, "/dev/null: not a registry capture"},
     };
