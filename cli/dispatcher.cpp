@@ -38,6 +38,8 @@ static int checkGenerator() {
     return result == 0 ? kExitOk : reportError("VerifySignalGeneratorConnection", result, result);
 }
 
+namespace {
+
 struct Option {
     char letter;
     int (*run)();        // an option that takes no operands, or:
@@ -46,6 +48,8 @@ struct Option {
     int numberCount;
     bool verified;  // the numbers are checked before any module is touched
 };
+
+}  // namespace
 
 static constexpr Option kOptions[] = {
     {'c', checkGenerator, nullptr, {}, 0, false},

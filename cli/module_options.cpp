@@ -27,12 +27,17 @@ int reportError(const char* operation, std::int32_t code, int status) {
     return status;
 }
 
+namespace {
+
 // A query whose answer is a text.
 struct TextQuery {
     std::int32_t (*operation)(const char* ttyPath, char* text);
     const char* errorName;  // in the error line
     const char* label;      // before the answer
 };
+
+}  // namespace
+
 static constexpr TextQuery kFirmware = {GetFWRevision, "GetFWRevision", ""};
 static constexpr TextQuery kFirmwareLine = {GetFWRevision, "GetFWRevision", "FW = "};
 static constexpr TextQuery kHardwareLine = {GetHWRevision, "GetHWRevision", "HW = "};
@@ -60,6 +65,8 @@ int ShowTemperature(const char* tty, const Operands&) {
     return showText(tty, kTemperature);
 }
 
+namespace {
+
 // A value that the front end asks for itself. queryValue's code is the exit status.
 struct ValueQuery {
     const char* command;
@@ -68,6 +75,9 @@ struct ValueQuery {
     signed char separator;
     const char* label;
 };
+
+}  // namespace
+
 static constexpr ValueQuery kEsn = {"AT+GSN\r", "0x", 1, 'x', ""};
 static constexpr ValueQuery kImei = {"AT+CGSN\r", "0", 0, ' ', ""};
 static constexpr ValueQuery kPrlVersion = {"AT!PRLVER?\r", "PRL VER", 1, ':', "PRLVER = "};

@@ -223,10 +223,14 @@ std::int32_t DT_FindDeviceID(const char* spec, Object* entry) {
     return result == kDTOk ? kDTOk : DT_FindCompatibleDevice(spec, entry);
 }
 
+namespace {
+
 struct PropertySpec {
     char plane[kDTPlaneNameLength + 1];
     char name[kDTPropertyNameLength + 1];
 };
+
+}  // namespace
 
 static bool splitSpec(const char* spec, PropertySpec* split) {
     const char* colon = strchr(spec, ':');
@@ -239,12 +243,16 @@ static bool splitSpec(const char* spec, PropertySpec* split) {
            copyText(split->name, sizeof split->name, colon + 1);
 }
 
+namespace {
+
 // Entries that match, of which the first `most` are held for the caller.
 struct Matches {
     Object* entries;
     std::uint32_t most;
     std::uint32_t count;
 };
+
+}  // namespace
 
 static void addMatch(Matches* matches, Object entry) {
     if (matches->count < matches->most) {

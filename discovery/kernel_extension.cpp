@@ -23,6 +23,8 @@ static bool isLoaded(const char* name) {
     return runShell("/usr/sbin/kextstat | grep \"%s\" > /dev/null 2>&1", name) == 0;
 }
 
+namespace {
+
 // What differs between loading and unloading.
 struct KextChange {
     const char* notRoot;
@@ -32,6 +34,9 @@ struct KextChange {
     const char* doing;
     int failure;
 };
+
+}  // namespace
+
 static constexpr KextChange kLoad = {"loadKext: Must be run as root\n",
                                      "/sbin/kextload",
                                      "/tmp/kextload.log",

@@ -62,6 +62,8 @@ void TypeRefToString(property::Value value, char* text, std::size_t size) {
     property::Release(value);
 }
 
+namespace {
+
 // One pass over the services of a class: `read` takes an entry's property, `store` its text and
 // the number of entries stored before it, and says whether it was one.
 struct Pass {
@@ -69,6 +71,8 @@ struct Pass {
     property::Value (*read)(registry::Object entry);
     bool (*store)(const char* text, std::int32_t index);
 };
+
+}  // namespace
 
 static property::Value readCalloutDevice(registry::Object entry) {
     return registry::EntryCreateProperty(entry, "IOCalloutDevice");

@@ -10,6 +10,8 @@
 
 static constexpr int kNoWord = -1;
 
+namespace {
+
 struct Query {
     std::int32_t (*operation)(const char* ttyPath, char* text);
     ModuleFamily family;
@@ -20,6 +22,8 @@ struct Query {
     int word;  // counted from 0
     const char* fixed = nullptr;
 };
+
+}  // namespace
 
 static constexpr Query kQueries[] = {
     {GetFWRevision, ModuleFamily::kEvdo, "AT!MDMVER?\r", "S/W VER", 1, ':', kNoWord},

@@ -10,6 +10,8 @@
 static constexpr const char* kOperation = "VerifySIMInterface";
 static constexpr const char* kBusyMark = "SIM busy";
 
+namespace {
+
 struct SIMStep {
     const char* command;
     const char* refusal;  // in the reply: failed, busy or not
@@ -17,6 +19,8 @@ struct SIMStep {
     SIMResult failure;
     const char* complaint;
 };
+
+}  // namespace
 
 static constexpr SIMStep kSteps[] = {
     {"AT+CPIN?\r", "+CME", "", kSIMStatusFailed, "ERROR: error reading SIM status"},
@@ -28,7 +32,11 @@ static constexpr SIMStep kSteps[] = {
      "ERROR: error writing to SIM phonebook"},
 };
 
+namespace {
+
 enum class Outcome { kPassed, kBusy, kFailed };
+
+}  // namespace
 
 static Outcome judge(const SIMStep& step, const char* reply) {
     if (step.refusal != nullptr && strstr(reply, step.refusal) != nullptr) return Outcome::kFailed;

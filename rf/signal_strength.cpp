@@ -9,11 +9,15 @@
 #include "serial/module_session.h"
 #include "serial/reply_lines.h"
 
+namespace {
+
 struct Measurement {
     std::int32_t receiver;
     std::uint32_t band;
     std::int32_t channel;
 };
+
+}  // namespace
 
 // Each path returns false when an exchange failed, the port being closed then. A reply
 // without a reading is no failure and leaves `*reading` as it is.

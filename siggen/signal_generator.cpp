@@ -16,6 +16,8 @@ static constexpr const char* kAdapterNode = "/dev/tty.KeySerial1";
 static constexpr std::size_t kIdentificationSize = 256;
 static constexpr std::uint32_t kIdentificationPause = 2000;  // ms
 
+namespace {
+
 struct GeneratorLink {
     const char* operation;  // leads the report lines
     bool tellsStep;         // a failed call returns the step's code, not kGeneratorFailed
@@ -24,6 +26,8 @@ struct GeneratorLink {
     char command[kCommandSize];
     char message[kMessageSize];
 };
+
+}  // namespace
 
 static std::int32_t abandonLink(GeneratorLink* link, std::int32_t code) {
     CloseSerialPort(link->fd, link->message);

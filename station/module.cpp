@@ -51,11 +51,11 @@ std::string format(const char* pattern, int number) {
     return text;
 }
 
-}  // namespace
-
 enum Family { kEvdo = 1, kHspa = 2, kBoth = 3 };
 enum Match { kWhole, kStart };  // a start is followed by the command's arguments
 enum Needs { kNothing, kDiagnostics, kTestMode };
+
+}  // namespace
 
 struct Module::Command {
     Family family;

@@ -83,9 +83,9 @@ std::string format(const char* pattern, double number) {
     return text;
 }
 
-}  // namespace
-
 enum Form { kSet, kQuery, kEvent };  // an event takes no parameter
+
+}  // namespace
 
 struct SignalGenerator::Command {
     std::string_view pattern;

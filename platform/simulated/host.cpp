@@ -20,6 +20,8 @@ static constexpr std::size_t kConfSize = 4096;
 static constexpr std::size_t kShellLineSize = 1024;
 static constexpr int kCommandNotFound = 127 << 8;  // as system(3) reports it
 
+namespace {
+
 // What host.conf says.
 struct HostConf {
     bool read;
@@ -27,6 +29,8 @@ struct HostConf {
     std::uint32_t userId;
     double timeScale;
 };
+
+}  // namespace
 
 static bool takeNumber(const char* text, double* number) {
     char* end = nullptr;
