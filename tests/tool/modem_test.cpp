@@ -9,6 +9,7 @@
 #include "modem/sim_interface.h"
 #include "modem/thermistor.h"
 #include "serial/module_session.h"
+#include "tests/support/fake_host.h"
 #include "tests/support/operation_run.h"
 
 namespace {
@@ -162,6 +163,18 @@ TEST(Power, AnyLevelAboveZeroIsOn) {
                          [&](const char* tty) { return GetPowerState(tty, &state); });
         EXPECT_EQ(run.result, example.result);
         EXPECT_EQ(state, example.state);
+    }
+}
+
+// Nothing waits for the module, which takes seconds to switch.
+TEST(Power, IsSwitchedAndNotWaitedFor) {
+    for (const bool on : {false, true}) {
+        gHost = {};
+        gCardModel = 0x8232;
+        ScriptedDevice device(std::vector<std::string>{});
+        EXPECT_EQ(SetPowerState(device.path().c_str(), on ? 7 : 0), 0);
+        EXPECT_EQ(device.wire(), on ? "AT+CFUN=1\r\n" : "AT+CFUN=0\r\n");
+        EXPECT_TRUE(gHost.pauses.empty());
     }
 }
 

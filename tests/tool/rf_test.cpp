@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <string>
 
+#include "cli/module_options.h"
 #include "cli/verify_arguments.h"
 #include "discovery/module_table.h"
 #include "rf/channel_frequency.h"
@@ -16,21 +17,40 @@ TEST(Frequency, ToTheLastDigit) {
         std::uint32_t band;
         std::int32_t channel;
         const char* frequency;
-    } cases[] = {{0, 0, "870.000000"},     {0, 799, "893.969971"},     {0, 800, "0.000000"},
-                 {0, 990, "0.000000"},     {0, 991, "869.039978"},     {0, 1023, "870.000000"},
-                 {1, 0, "1929.949951"},    {1, 25, "1931.199951"},     {1, 1201, "0.000000"},
-                 {2, 190, "881.600037"},   {3, 0, "0.000000"},         {3, 62, "947.400024"},
-                 {3, 125, "0.000000"},     {3, 975, "925.200012"},     {3, 1024, "0.000000"},
-                 {4, 512, "1805.199951"},  {5, 810, "1989.799927"},    {6, 4132, "871.400024"},
-                 {7, 9400, "1960.000000"}, {8, 9750, "2140.000000"},   {8, 9889, "0.000000"},
-                 {9, 1, "0.000000"},       {0xFFFFFFFF, 1, "0.000000"}};
+    } cases[] = {{0, 0, "870.000000"},       {0, 799, "893.969971"},   {0, 991, "869.039978"},
+                 {0, 1023, "870.000000"},    {1, 0, "1929.949951"},    {1, 25, "1931.199951"},
+                 {2, 190, "881.600037"},     {3, 62, "947.400024"},    {3, 975, "925.200012"},
+                 {4, 512, "1805.199951"},    {5, 810, "1989.799927"},  {6, 4132, "871.400024"},
+                 {7, 9400, "1960.000000"},   {8, 9750, "2140.000000"}, {9, 1, "0.000000"},
+                 {0xFFFFFFFF, 1, "0.000000"}};
     for (const auto& example : cases) {
         char text[32];
         snprintf(text, sizeof text, "%f",
                  static_cast<double>(FrequencyLookup(example.band, example.channel)));
         EXPECT_STREQ(text, example.frequency) << example.band << " " << example.channel;
     }
-    for (std::uint32_t band = 0; band <= 8; ++band) EXPECT_EQ(FrequencyLookup(band, -1), 0.0F);
+}
+
+// One channel too many is one that a station measures and nobody looks at.
+TEST(Frequency, EndsWhereTheOperandCheckDoes) {
+    const struct {
+        std::int32_t band, first, last;
+    } ranges[] = {{0, 0, 799},     {0, 991, 1023},  {1, 0, 1200},   {2, 128, 251},
+                  {3, 1, 124},     {3, 975, 1023},  {4, 512, 885},  {5, 512, 810},
+                  {6, 4132, 4233}, {7, 9262, 9538}, {8, 9612, 9888}};
+    gCardModel = 0;
+    for (const auto& range : ranges) {
+        for (const std::int32_t channel :
+             {range.first - 1, range.first, range.last, range.last + 1}) {
+            const bool inside = channel >= range.first && channel <= range.last;
+            EXPECT_EQ(FrequencyLookup(static_cast<std::uint32_t>(range.band), channel) != 0, inside)
+                << range.band << " " << channel;
+            EXPECT_EQ(printed([&] {
+                          EXPECT_EQ(VerifyArguments(1, range.band, channel), inside ? 0 : 1);
+                      }).empty(),
+                      inside);
+        }
+    }
 }
 
 TEST(Arguments, EveryCheckPrintsItsLine) {
@@ -46,11 +66,6 @@ TEST(Arguments, EveryCheckPrintsItsLine) {
          "VerifyArguments: Invalid input for band (9)\n"
          "VerifyArguments: Invalid band (9) for installed WWAN module (0x0019) \n"},
         {0, 1, -1, 5, "VerifyArguments: Invalid input for band (-1)\n"},
-        {0, 2, 1, 0, ""},
-        {0, 2, 0, 799, ""},
-        {0, 2, 0, 991, ""},
-        {0, 2, 0, 800, "VerifyArguments: Invalid input for channel (800) for band 0\n"},
-        {0, 2, 3, 0, "VerifyArguments: Invalid input for channel (0) for band 3\n"},
         {0, 2, 6, 4234, "VerifyArguments: Invalid input for channel (4234) for band 6\n"},
         {0, 2, 8, -9888, "VerifyArguments: Invalid input for channel (-9888) for band 8\n"},
         {0x8232, 1, 1, 25,
@@ -68,6 +83,17 @@ TEST(Arguments, EveryCheckPrintsItsLine) {
         });
         EXPECT_EQ(output, example.output);
     }
+}
+
+// The generator settles before anything is measured.
+TEST(SignalStrength, IsReadAfterItsPauses) {
+    const OperationRun run =
+        runOperation(0x0019, answering({{"AT!RXAGC?", "RX AGC = -81 dBm"}}), [](const char* tty) {
+            gHost.devices["/dev/tty.KeySerial1"] = tty;  // takes what it is sent
+            return ReceiveFromGenerator(tty, {1, -50, 1, 25});
+        });
+    EXPECT_EQ(run.output, "-81 dBm\n");
+    EXPECT_EQ(run.pauses, (std::vector<std::uint32_t>{3000, 350, 350, 350, 350, 600, 600}));
 }
 
 // No operator can ask for it: the front end knows two receivers.

@@ -295,7 +295,8 @@ TEST(Parsing, TakesIntegersAsOperatorsTypeThem) {
     const struct {
         const char* text;
         int value;
-    } cases[] = {{"-95 dBm", -95}, {"  +7", 7}, {"x", 0}, {"", 0}, {"41\r", 41}, {"-", 0}};
+    } cases[] = {{"-95 dBm", -95}, {"  +7", 7}, {"x", 0},   {"", 0},
+                 {"41\r", 41},     {"-", 0},    {"010", 10}};
     for (const auto& example : cases) EXPECT_EQ(parseInteger(example.text), example.value);
 }
 
