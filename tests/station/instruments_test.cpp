@@ -19,25 +19,6 @@ std::string answerOf(Instrument& instrument, const char* command) {
 
 }  // namespace
 
-// Frequencies from the standards' tables.
-TEST(Radio, ChannelsStandWhereTheStandardsPutThem) {
-    EXPECT_EQ(cdmaChannel(0, 384)->downlinkKhz, 881520);
-    EXPECT_EQ(cdmaChannel(0, 1013)->downlinkKhz, 869700);
-    EXPECT_EQ(cdmaChannel(1, 600)->downlinkKhz, 1960000);
-    EXPECT_FALSE(cdmaChannel(0, 850));
-    const struct {
-        int code, number;
-        std::int64_t downlinkKhz;
-    } cases[] = {{18, 190, 881600},  {10, 62, 947400},   {10, 975, 925200},   {11, 699, 1842600},
-                 {12, 661, 1960000}, {9, 9750, 2140000}, {16, 9400, 1960000}, {22, 4182, 881400}};
-    for (const auto& example : cases) {
-        EXPECT_EQ(cellularChannel(*bandOfCode(example.code), example.number)->downlinkKhz,
-                  example.downlinkKhz);
-    }
-    EXPECT_FALSE(cellularChannel(CellularBand::kGsm900, 500));
-    EXPECT_FALSE(bandOfCode(17));
-}
-
 TEST(Radio, ALevelReachesOnlyATunedReceiver) {
     const Channel gsm = *cellularChannel(CellularBand::kGsm850, 190);
     const struct {
