@@ -99,6 +99,7 @@ TEST(Options, OnBothFamilies) {
          unsupported("GetPowerState()") + "ERROR: GetPowerState() returns error 9\n",
          ""},
         {{"hspa,temp=-3/7"}, {"-t"}, 0, "-3\t7\n", "AT!DTEMP? 0 AT!DTEMP? 1"},
+        {{"hspa,temp=38"}, {"-t"}, 0, "38\t38\n", "AT!DTEMP? 0 AT!DTEMP? 1"},
 
         // One tty, whole or in part; a part of the name is no way to open it.
         {both, {"-e", "/dev/cu.wwanCMD29"}, 0, "809A1B21\n", "", "AT+GSN"},

@@ -132,6 +132,7 @@ TEST(Station, RefusesWhatItDoesNotKnow) {
         {{"--nonsense"}, "unknown option: '--nonsense'"},
         {{"-m"}, "the option needs an argument: '-m'"},
         {{"-m", "gsm"}, "not a"},
+        {{"-m", "hspa,sim"}, "not a module key with a value: 'sim'"},
         {{"-m", "hspa,sim=lost"}, "unknown value: 'lost'"},
         {{"-m", "hspa,colour=red"}, "not a module key with a value: 'colour=red'"},
         {{"-m", "hspa,fault=boredom"}, "unknown value: 'boredom'"},

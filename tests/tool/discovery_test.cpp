@@ -67,13 +67,6 @@ void expectTwoModules() {
 
 }  // namespace
 
-TEST(Identify, PairsPortsAndIdsByPosition) {
-    fillTwoModules();
-    EXPECT_EQ(printed([] { EXPECT_EQ(IdentifyWWANModule(), kDiscoveryOk); }), "");
-    expectTwoModules();
-    expectNothingHeld();
-}
-
 // A module that stands in the table twice is tested twice and its neighbour not at all.
 TEST(Identify, StartsFromNothingWhenTheRegistryChanges) {
     for (const bool lastOne : {false, true}) {
@@ -83,32 +76,6 @@ TEST(Identify, StartsFromNothingWhenTheRegistryChanges) {
             EXPECT_EQ(printed([] { EXPECT_EQ(IdentifyWWANModule(), kDiscoveryOk); }), "");
             expectTwoModules();
             expectNothingHeld();
-        }
-    }
-}
-
-TEST(Identify, CountsModules) {
-    const struct {
-        int ports;
-        int result;
-        const char* output;
-    } cases[] = {{0, kNoModule, "WARNING: WWAN module not found\n"},
-                 {4, kDiscoveryOk, ""},
-                 {5, kTooManyModules,
-                  "WARNING: More than 4 WWAN module(s) found.\n"
-                  "WARNING: Tarnwick only supports 4 device at a time.\n"}};
-    for (const auto& example : cases) {
-        simulated::ClearRegistry();
-        for (int port = 0; port < example.ports; ++port) {
-            addPort(("/dev/cu.wwanCMD" + std::to_string(port)).c_str());
-            addProduct(0x8231 + port);
-        }
-        const std::string output =
-            printed([&] { EXPECT_EQ(IdentifyWWANModule(), example.result); });
-        EXPECT_EQ(output, example.output);
-        EXPECT_EQ(gTotalWWANDevices, example.ports);
-        for (int port = 0; port < std::min(example.ports, 4); ++port) {
-            EXPECT_EQ(gWWANDevice[port].productId, static_cast<std::uint32_t>(0x8231 + port));
         }
     }
 }

@@ -85,11 +85,16 @@ TEST(Arguments, EveryCheckPrintsItsLine) {
     }
 }
 
-// The generator settles before anything is measured.
+// The generator settles before anything is measured. It is on the module's line here, and silent.
 TEST(SignalStrength, IsReadAfterItsPauses) {
-    const OperationRun run =
-        runOperation(0x0019, answering({{"AT!RXAGC?", "RX AGC = -81 dBm"}}), [](const char* tty) {
-            gHost.devices["/dev/tty.KeySerial1"] = tty;  // takes what it is sent
+    const auto module = answering({{"AT!RXAGC?", "RX AGC = -81 dBm"}});
+    const OperationRun run = runOperation(
+        0x0019,
+        [&](const std::string& command) {
+            return command.starts_with("AT") ? module(command) : ScriptedDevice::Reaction{};
+        },
+        [](const char* tty) {
+            gHost.devices["/dev/tty.KeySerial1"] = tty;
             return ReceiveFromGenerator(tty, {1, -50, 1, 25});
         });
     EXPECT_EQ(run.output, "-81 dBm\n");
