@@ -11,7 +11,8 @@ namespace {
 using std::chrono::milliseconds;
 
 constexpr milliseconds kLate{2500};  // longer than the tool waits before it reads
-constexpr milliseconds kPieces{50};  // between the pieces of an answer
+constexpr milliseconds kPieces{50};  // from a piece of an answer to a hang-up
+constexpr milliseconds kSplit{700};  // between two pieces: a module's answer is being read by then
 
 bool equalsIgnoringCase(char left, char right) {
     return std::toupper(static_cast<unsigned char>(left)) ==
@@ -73,7 +74,7 @@ std::vector<Answer> receiveWithFault(const Fault& fault, Instrument* instrument,
     if (fault.kind == FaultKind::kHangUpAfter) return {{bytes}, {"", kLate, true}};
     const std::size_t cut = std::min(cutOf(bytes), bytes.size());
     if (fault.kind == FaultKind::kSplit)
-        return {{bytes.substr(0, cut)}, {bytes.substr(cut), kPieces}};
+        return {{bytes.substr(0, cut)}, {bytes.substr(cut), kSplit}};
     return {{bytes.substr(0, cut)}, {"", kPieces, true}};
 }
 
