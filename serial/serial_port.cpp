@@ -135,11 +135,15 @@ static bool isLineEnd(char byte) {
     return byte == kLineFeed || byte == kCarriageReturn;
 }
 
-// A hung-up line gives 0 bytes at once and for ever, as does a silent one when the
-// profile's read time has passed; only the former is an end.
-static bool isHungUp(int fd) {
-    pollfd line = {fd, 0, 0};
-    return poll(&line, 1, 0) == 1 && (line.revents & POLLHUP) != 0;
+// A read gives 0 bytes when the profile's read time has passed, and at once and for ever when the
+// line is gone. A Mac reports a hang-up only to those who ask for an event. POLLNVAL is no end:
+// some of its drivers answer so on a line that is well. A revoked tty shows in no event, but
+// refuses every request.
+static bool isGone(int fd) {
+    pollfd line = {fd, POLLIN, 0};
+    if (poll(&line, 1, 0) == 1 && (line.revents & (POLLHUP | POLLERR)) != 0) return true;
+    termios settings;
+    return tcgetattr(fd, &settings) == -1;
 }
 
 int readSerialPort(int fd, char* buffer, std::size_t size, char* message) {
@@ -152,7 +156,7 @@ int readSerialPort(int fd, char* buffer, std::size_t size, char* message) {
             return kReplyTooLong;
         }
         const ssize_t count = read(fd, buffer + held, static_cast<std::size_t>(room));
-        if (count == -1 || (count == 0 && isHungUp(fd))) {
+        if (count == -1 || (count == 0 && isGone(fd))) {
             if (message != nullptr) {
                 copyText(message, kMessageSize, "readSerialPort: Error reading from serial port");
             }
