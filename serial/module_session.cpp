@@ -42,13 +42,19 @@ static bool reportExchange(ModuleSession* session, int result) {
     return false;
 }
 
+// What is known so far is seen before a module that may never answer.
+static void showResults() {
+    fflush(stdout);
+}
+
 bool sendCommand(ModuleSession* session) {
+    showResults();
     return reportExchange(
         session, writeAndReadSerialPort(session->fd, session->command, "OK", session->message));
 }
 
 bool queryReply(ModuleSession* session, const char* expected, char* reply) {
-    fflush(stdout);  // what is known so far is seen before a module that may never answer
+    showResults();
     return reportExchange(
         session, writeAndReadSerialPortAndReturnBuffer(session->fd, session->command, expected,
                                                        reply, kReplySize, session->message));

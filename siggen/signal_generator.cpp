@@ -56,6 +56,7 @@ static std::int32_t openLink(GeneratorLink* link, const char* operation, bool te
     link->fd = -1;
     link->command[0] = '\0';
     link->message[0] = '\0';
+    fflush(stdout);  // what is known so far is seen before waits that may be ended from outside
     const std::int32_t result = reachGenerator(link);
     return result == kSerialOk ? 0 : failLink(link, result);
 }
@@ -70,26 +71,25 @@ static std::int32_t closeLink(GeneratorLink* link) {
     return result;
 }
 
-static std::int32_t readIdentification(GeneratorLink* link, char* identification,
-                                       std::size_t size) {
+static std::int32_t identify(GeneratorLink* link) {
     std::int32_t result = writeSerialPort(link->fd, "*RST", link->message);
     if (result != kSerialOk) return result;
     result = writeSerialPort(link->fd, "*IDN?", link->message);
     if (result != kSerialOk) return result;
     host::PauseMilliseconds(kIdentificationPause);
-    identification[0] = '\0';
-    return readSerialPort(link->fd, identification, size, link->message);
+    // Cleared as a whole: a read that fails terminates nothing, and what had come is shown.
+    char identification[kIdentificationSize] = {};
+    result = readSerialPort(link->fd, identification, sizeof identification, link->message);
+    printf("Device Identification = %s\n", identification);
+    return result;
 }
 
 std::int32_t VerifySignalGeneratorConnection() {
     GeneratorLink link;
     std::int32_t result = openLink(&link, "VerifySignalGeneratorConnection", true);
     if (result != 0) return result;
-    char identification[kIdentificationSize];
-    result = readIdentification(&link, identification, sizeof identification);
-    if (result != kSerialOk) return failLink(&link, result);
-    printf("Device Identification = %s\n", identification);
-    return closeLink(&link);
+    result = identify(&link);
+    return result == kSerialOk ? closeLink(&link) : failLink(&link, result);
 }
 
 // Nothing is read back. A failure is reported in the generator's own form, without dashes, and
