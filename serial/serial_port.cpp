@@ -5,6 +5,7 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include <cstdarg>
 #include <cstring>
 
 #include "platform/bounded_text.h"
@@ -22,6 +23,7 @@ static constexpr char kLineFeed = '\n';
 termios gOriginalTTYAttrs;
 
 const SerialProfile kModuleProfile = {
+    .zeroSpeeds = 0,
     .speed = 9600,
     .cflagSet = CLOCAL | CREAD,
     .iflagKeep = 0,
@@ -32,6 +34,7 @@ const SerialProfile kModuleProfile = {
 };
 
 const SerialProfile kGeneratorProfile = {
+    .zeroSpeeds = 0,
     .speed = 9600,
     .cflagSet = static_cast<std::uint32_t>(CS8 | CSTOPB | kHardwareFlowControl),
     .iflagKeep = 1,
@@ -41,7 +44,18 @@ const SerialProfile kGeneratorProfile = {
     .vtime = 10,
 };
 
-static int configurePort(int fd, std::uint32_t zeroSpeeds, const SerialProfile& profile) {
+// Writes the one line of a failure, for callers that want it, and returns the failure's code.
+__attribute__((format(printf, 3, 4))) static int tell(SerialResult code, char* message,
+                                                      const char* format, ...) {
+    if (message == nullptr) return code;
+    va_list arguments;
+    va_start(arguments, format);
+    formatArguments(message, kMessageSize, format, arguments);
+    va_end(arguments);
+    return code;
+}
+
+static int configurePort(int fd, const SerialProfile& profile) {
     termios settings = gOriginalTTYAttrs;
     cfmakeraw(&settings);
     settings.c_cflag |= profile.cflagSet;
@@ -50,7 +64,7 @@ static int configurePort(int fd, std::uint32_t zeroSpeeds, const SerialProfile& 
     settings.c_lflag &= profile.lflagKeep;
     settings.c_cc[VMIN] = profile.vmin;
     settings.c_cc[VTIME] = profile.vtime;
-    if (zeroSpeeds != 0) {
+    if (profile.zeroSpeeds != 0) {
         settings.c_ispeed = 0;
         settings.c_ospeed = 0;
     }
@@ -59,76 +73,50 @@ static int configurePort(int fd, std::uint32_t zeroSpeeds, const SerialProfile& 
 }
 
 // Names the first step that fails, or null.
-static const char* setUpPort(int fd, std::uint32_t zeroSpeeds, const SerialProfile& profile) {
+static const char* setUpPort(int fd, const SerialProfile& profile) {
     if (ioctl(fd, TIOCEXCL) == -1) return "setting TIOCEXCL";
     if (fcntl(fd, F_SETFL, 0) == -1) return "clearing O_NONBLOCK";
     if (tcgetattr(fd, &gOriginalTTYAttrs) == -1) return "getting tty attributes";
-    if (configurePort(fd, zeroSpeeds, profile) == -1) return "setting tty attributes";
+    if (configurePort(fd, profile) == -1) return "setting tty attributes";
     return nullptr;
 }
 
-static int openFailure(const char* step, const char* path, char* message) {
-    formatText(message, kMessageSize, "OpenSerialPort: Error %s %s\n", step, path);
-    return kOpenFailed;
+int openWithProfile(const char* path, const SerialProfile& profile, int* fdOut, char* message) {
+    // Without O_NONBLOCK the open would wait for a carrier that the line never raises.
+    *fdOut = host::OpenDevice(path, O_RDWR | O_NOCTTY | O_NONBLOCK);
+    const bool isOpen = *fdOut != -1;
+    const char* failedStep = isOpen ? setUpPort(*fdOut, profile) : "opening serial port";
+    if (failedStep == nullptr) return kSerialOk;
+    if (isOpen) close(*fdOut);
+    return tell(kOpenFailed, message, "OpenSerialPort: Error %s %s\n", failedStep, path);
 }
 
 int OpenSerialPort(const char* path, std::uint32_t zeroSpeeds, std::uint32_t speed,
                    std::uint32_t cflagSet, std::uint32_t iflagKeep, std::uint32_t oflagKeep,
                    std::uint32_t lflagKeep, std::uint8_t vmin, std::uint8_t vtime, int* fdOut,
                    char* message) {
-    const SerialProfile profile = {speed, cflagSet, iflagKeep, oflagKeep, lflagKeep, vmin, vtime};
-    // Without O_NONBLOCK the open would wait for a carrier that the line never raises.
-    const int fd = host::OpenDevice(path, O_RDWR | O_NOCTTY | O_NONBLOCK);
-    *fdOut = fd;
-    if (fd == -1) return openFailure("opening serial port", path, message);
-    const char* failedStep = setUpPort(fd, zeroSpeeds, profile);
-    if (failedStep == nullptr) return kSerialOk;
-    close(fd);
-    return openFailure(failedStep, path, message);
-}
-
-int openWithProfile(const char* path, const SerialProfile& profile, int* fdOut, char* message) {
-    return OpenSerialPort(path, 0, profile.speed, profile.cflagSet, profile.iflagKeep,
-                          profile.oflagKeep, profile.lflagKeep, profile.vmin, profile.vtime, fdOut,
-                          message);
+    return openWithProfile(
+        path, {zeroSpeeds, speed, cflagSet, iflagKeep, oflagKeep, lflagKeep, vmin, vtime}, fdOut,
+        message);
 }
 
 int writeSerialPort(int fd, const char* command, char* message) {
     if (fd == -1) {
-        if (message != nullptr) {
-            formatText(message, kMessageSize, "writeSerialPort: fileDiscriptor is invalid (%d)",
-                       fd);
-        }
-        return kInvalidDescriptor;
-    }
-    int result = kSerialOk;
-    if (strlen(command) > kLongestCommand) {
-        if (message != nullptr) {
-            formatText(message, kMessageSize,
-                       "writeSerialPort: Command too long, needs to be less than %d bytes",
-                       static_cast<int>(kLongestCommand));
-        }
-        result = kCommandTooLong;
+        return tell(kInvalidDescriptor, message, "writeSerialPort: fileDiscriptor is invalid (%d)",
+                    fd);
     }
     char frame[kFrameSize + 1];  // one more for the terminator, which is not sent
-    formatText(frame, sizeof frame, "%s\r\n", command);
-    fcntl(fd, F_SETFL, fcntl(fd, F_GETFL));
-    if (result != kSerialOk) {
-        // Callers know an over-long command by this text and code, not by the one above.
-        if (message != nullptr) {
-            copyText(message, kMessageSize, "writeSerialPort: Error setting control flags");
-        }
-        return kWriteFailed;
+    if (!formatText(frame, sizeof frame, "%s\r\n", command)) {
+        // Station scripts know an over-long command by this text.
+        return tell(kWriteFailed, message, "writeSerialPort: Error setting control flags");
     }
+    fcntl(fd, F_SETFL, fcntl(fd, F_GETFL));
     const int length = static_cast<int>(strlen(frame));
     const int written = static_cast<int>(write(fd, frame, static_cast<std::size_t>(length)));
     if (written == length) return kSerialOk;
-    if (message != nullptr) {
-        formatText(message, kMessageSize,
-                   "writeSerialPort: Error writing to serial port - returned %d, expected %d",
-                   written, length);
-    }
-    return kWriteFailed;
+    return tell(kWriteFailed, message,
+                "writeSerialPort: Error writing to serial port - returned %d, expected %d", written,
+                length);
 }
 
 static bool isLineEnd(char byte) {
@@ -148,27 +136,19 @@ static bool isGone(int fd) {
 
 int readSerialPort(int fd, char* buffer, std::size_t size, char* message) {
     std::size_t held = 0;
-    for (;;) {
+    do {
         const auto room = static_cast<std::ptrdiff_t>(size - held) - 1;
         if (room < 1) {
-            formatText(message, kMessageSize, "readSerialPort: Error buffer full [%d]",
-                       static_cast<int>(room));
-            return kReplyTooLong;
+            return tell(kReplyTooLong, message, "readSerialPort: Error buffer full [%d]",
+                        static_cast<int>(room));
         }
         const ssize_t count = read(fd, buffer + held, static_cast<std::size_t>(room));
         if (count == -1 || (count == 0 && isGone(fd))) {
-            if (message != nullptr) {
-                copyText(message, kMessageSize, "readSerialPort: Error reading from serial port");
-            }
-            return kReadFailed;
+            return tell(kReadFailed, message, "readSerialPort: Error reading from serial port");
         }
-        if (count == 0) {
-            copyText(message, kMessageSize, "readSerialPort: Nothing to read");
-            continue;
-        }
+        if (count == 0) tell(kSerialOk, message, "readSerialPort: Nothing to read");
         held += static_cast<std::size_t>(count);
-        if (isLineEnd(buffer[held - 1])) break;
-    }
+    } while (held == 0 || !isLineEnd(buffer[held - 1]));
     --held;
     if (held > 0 && isLineEnd(buffer[held - 1])) --held;
     buffer[held] = '\0';
@@ -177,17 +157,14 @@ int readSerialPort(int fd, char* buffer, std::size_t size, char* message) {
 
 int CloseSerialPort(int fd, char* message) {
     if (fd <= 0) {
-        formatText(message, kMessageSize, "CloseSerialPort: fileDescriptor (%d) not valid", fd);
-        return kCloseFailed;
+        return tell(kCloseFailed, message, "CloseSerialPort: fileDescriptor (%d) not valid", fd);
     }
     int result = kSerialOk;
     if (tcdrain(fd) == -1) {
-        copyText(message, kMessageSize, "CloseSerialPort: Error waiting for drain");
-        result = kCloseFailed;
+        result = tell(kCloseFailed, message, "CloseSerialPort: Error waiting for drain");
     }
     if (tcsetattr(fd, TCSANOW, &gOriginalTTYAttrs) == -1) {
-        copyText(message, kMessageSize, "CloseSerialPort: Error resetting tty attributes");
-        result = kCloseFailed;
+        result = tell(kCloseFailed, message, "CloseSerialPort: Error resetting tty attributes");
     }
     close(fd);
     return result;
