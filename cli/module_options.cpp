@@ -8,6 +8,7 @@
 #include "modem/query.h"
 #include "modem/sim_interface.h"
 #include "modem/thermistor.h"
+#include "platform/bounded_text.h"
 #include "platform/host.h"
 #include "rf/band_plan.h"
 #include "rf/channel_frequency.h"
@@ -18,10 +19,6 @@
 
 static constexpr std::uint32_t kGeneratorSettling = 3000;  // ms
 
-static bool isEvdo() {
-    return familyOf(gCardModel) == ModuleFamily::kEvdo;
-}
-
 int reportError(const char* operation, std::int32_t code, int status) {
     printf("ERROR: %s() returns error %d\n", operation, code);
     return status;
@@ -29,110 +26,75 @@ int reportError(const char* operation, std::int32_t code, int status) {
 
 namespace {
 
-// A query whose answer is a text.
+// A query whose answer is printed as a line of text.
 struct TextQuery {
+    const char* label;  // before the answer
+    // Cleared, `text` has room for kReplySize bytes.
     std::int32_t (*operation)(const char* ttyPath, char* text);
-    const char* errorName;  // in the error line
-    const char* label;      // before the answer
+    const char* errorName;                             // null: it has printed its error line
+    ModuleFamily onlyFamily = ModuleFamily::kUnknown;  // kUnknown: every family is asked
 };
 
 }  // namespace
 
-static constexpr TextQuery kFirmware = {GetFWRevision, "GetFWRevision", ""};
-static constexpr TextQuery kFirmwareLine = {GetFWRevision, "GetFWRevision", "FW = "};
-static constexpr TextQuery kHardwareLine = {GetHWRevision, "GetHWRevision", "HW = "};
-static constexpr TextQuery kSKU = {GetSKU, "GetSKU", ""};
-// Station scripts look for the firmware's name when a temperature fails.
-static constexpr TextQuery kTemperature = {GetHWTemperature, "GetFWRevision", ""};
-
 static int showText(const char* tty, const TextQuery& query) {
-    char text[kValueSize] = {};
+    char text[kReplySize] = {};
     const std::int32_t result = query.operation(tty, text);
+    if (result != kModemOk && query.errorName == nullptr) return kExitFailed;
     if (result != kModemOk) return reportError(query.errorName, result, kExitFailed);
     printf("%s%s\n", query.label, text);
     return kExitOk;
 }
 
-int ShowFirmware(const char* tty, const Operands&) {
-    return showText(tty, kFirmware);
+int ShowIdentifier(const char* tty, const Operands&) {
+    return showText(tty, {"", GetIdentifier, nullptr});
 }
 
 int ShowSKU(const char* tty, const Operands&) {
-    return showText(tty, kSKU);
+    return showText(tty, {"", GetSKU, "GetSKU"});
+}
+
+int ShowFirmware(const char* tty, const Operands&) {
+    return showText(tty, {"", GetFWRevision, "GetFWRevision"});
 }
 
 int ShowTemperature(const char* tty, const Operands&) {
-    return showText(tty, kTemperature);
+    // Station scripts look for the firmware's name when a temperature fails.
+    return showText(tty, {"", GetHWTemperature, "GetFWRevision"});
 }
 
-namespace {
-
-// A value that the front end asks for itself. queryValue's code is the exit status.
-struct ValueQuery {
-    const char* command;
-    const char* prefix;
-    std::uint32_t afterSeparator;
-    signed char separator;
-    const char* label;
-};
-
-}  // namespace
-
-static constexpr ValueQuery kEsn = {"AT+GSN\r", "0x", 1, 'x', ""};
-static constexpr ValueQuery kImei = {"AT+CGSN\r", "0", 0, ' ', ""};
-static constexpr ValueQuery kPrlVersion = {"AT!PRLVER?\r", "PRL VER", 1, ':', "PRLVER = "};
-static constexpr ValueQuery kSIMType = {"AT^CARDMODE\r", "^CARDMODE:", 1, ':', "SIM TYPE = "};
-static_assert(int{kQueryFailed} == int{kExitFailed});
-
-static int showValue(const char* tty, const ValueQuery& query) {
-    char value[kValueSize] = {};
-    const std::int32_t result =
-        queryValue(tty, query.command, query.prefix, query.afterSeparator, query.separator, value);
-    if (result != kModemOk) return result;
-    printf("%s%s\n", query.label, value);
-    return kExitOk;
-}
-
-int ShowIdentifier(const char* tty, const Operands&) {
-    return showValue(tty, isEvdo() ? kEsn : kImei);
-}
-
-static int showSIMLine(const char* tty) {
+static std::int32_t describeSIM(const char* tty, char* text) {
     char simText[kValueSize] = {};
     std::uint32_t present = 0;
     const std::int32_t result = GetSIMPresence(tty, simText, &present);
-    if (result != kModemOk) return reportError("GetSIMPresence", result, kExitFailed);
-    printf("SIM PRESENT = %d,%s\n", static_cast<int>(present), simText);
-    return kExitOk;
+    formatText(text, kReplySize, "%d,%s", static_cast<int>(present), simText);
+    return result;
 }
 
-static int showStatusLine(const char* tty) {
-    char status[kReplySize] = {};
-    const std::int32_t result = GetWWanStatus(tty, status);
-    if (result != kModemOk) return reportError("GetWWanStatus", result, kExitFailed);
-    printf("STATUS = %s\n", status);
-    return kExitOk;
-}
-
-static int showSubscription(const char* tty) {
-    if (isEvdo()) return showValue(tty, kPrlVersion);
-    const int result = showSIMLine(tty);
-    return result != kExitOk ? result : showValue(tty, kSIMType);
-}
+static constexpr TextQuery kInformation[] = {
+    {"FW = ", GetFWRevision, "GetFWRevision"},
+    {"HW = ", GetHWRevision, "GetHWRevision"},
+    {"PRLVER = ", GetPRLVersion, nullptr, ModuleFamily::kEvdo},
+    {"SIM PRESENT = ", describeSIM, "GetSIMPresence", ModuleFamily::kHspa},
+    {"SIM TYPE = ", GetSIMType, nullptr, ModuleFamily::kHspa},
+    {"STATUS = ", GetWWanStatus, "GetWWanStatus"},
+};
 
 int ShowInformation(const char* tty, const Operands&) {
-    int result = showText(tty, kFirmwareLine);
-    if (result == kExitOk) result = showText(tty, kHardwareLine);
-    if (result == kExitOk) result = showSubscription(tty);
-    if (result == kExitOk) result = showStatusLine(tty);
-    return result;
+    const ModuleFamily family = familyOf(gCardModel);
+    for (const TextQuery& query : kInformation) {
+        if (query.onlyFamily != ModuleFamily::kUnknown && query.onlyFamily != family) continue;
+        const int status = showText(tty, query);
+        if (status != kExitOk) return status;
+    }
+    return kExitOk;
 }
 
 int ShowSIMPresence(const char* tty, const Operands&) {
     char simText[kValueSize] = {};
     std::uint32_t present = 0;
     // A module without a SIM need not be asked.
-    if (!isEvdo()) {
+    if (familyOf(gCardModel) != ModuleFamily::kEvdo) {
         const std::int32_t result = GetSIMPresence(tty, simText, &present);
         if (result != kModemOk) return reportError("GetSIMPresence", result, result);
     }

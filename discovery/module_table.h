@@ -24,6 +24,7 @@ extern std::uint32_t gCardModel;
 
 // Modules of a family take the same commands.
 enum class ModuleFamily { kUnknown, kEvdo, kHspa };
+constexpr int kModuleFamilies = 3;
 ModuleFamily familyOf(std::uint32_t productId);
 
 enum DiscoveryResult : int {

@@ -8,72 +8,74 @@
 #include "serial/module_session.h"
 #include "serial/reply_lines.h"
 
-static constexpr int kNoWord = -1;
-
 namespace {
 
 struct Query {
-    std::int32_t (*operation)(const char* ttyPath, char* text);
-    ModuleFamily family;
-    const char* command;  // null: the family has none, and `fixed` is the answer
-    const char* prefix;
-    std::uint32_t afterSeparator;
-    signed char separator;
-    int word;  // counted from 0
-    const char* fixed = nullptr;
+    const char* command = nullptr;  // none: the family has no such query
+    const char* prefix = "";
+    std::uint32_t afterSeparator = 0;
+    signed char separator = ' ';
+    int word = 0;  // of the value, counted from 1; 0 takes it whole
 };
+
+using FamilyQueries = Query[kModuleFamilies];
 
 }  // namespace
 
-static constexpr Query kQueries[] = {
-    {GetFWRevision, ModuleFamily::kEvdo, "AT!MDMVER?\r", "S/W VER", 1, ':', kNoWord},
-    {GetFWRevision, ModuleFamily::kHspa, "AT!GVER?\r", "!GVER:", 0, ' ', 1},
-    {GetHWRevision, ModuleFamily::kEvdo, nullptr, nullptr, 0, ' ', kNoWord, "NA"},
-    {GetHWRevision, ModuleFamily::kHspa, "AT^HVER\r", "^HVER:", 0, ' ', 1},
-    {GetSKU, ModuleFamily::kEvdo, nullptr, nullptr, 0, ' ', kNoWord},
-    {GetSKU, ModuleFamily::kHspa, "AT!PRIID?\r", "PRI Part Number:", 1, ' ', 1},
-};
+static constexpr FamilyQueries kIdentifier = {
+    {}, {"AT+GSN\r", "0x", 1, 'x'}, {"AT+CGSN\r", "0", 0}};
+static constexpr FamilyQueries kFirmware = {
+    {}, {"AT!MDMVER?\r", "S/W VER", 1, ':'}, {"AT!GVER?\r", "!GVER:", 0, ' ', 2}};
+static constexpr FamilyQueries kHardware = {{}, {}, {"AT^HVER\r", "^HVER:", 0, ' ', 2}};
+static constexpr FamilyQueries kSKU = {{}, {}, {"AT!PRIID?\r", "PRI Part Number:", 1, ' ', 2}};
+static constexpr FamilyQueries kPRLVersion = {{}, {"AT!PRLVER?\r", "PRL VER", 1, ':'}, {}};
+static constexpr FamilyQueries kSIMType = {{}, {}, {"AT^CARDMODE\r", "^CARDMODE:", 1, ':'}};
 
 // Leaves the first word, as the splitting does, when there are fewer than asked for.
 static void selectWord(char* value, int word) {
     TokenWalker words = walkTokens(value);
-    const char* selected = findToken(&words, " ", word + 1);
+    const char* selected = findToken(&words, " ", word);
     if (selected != nullptr) copyText(value, kValueSize, selected);
 }
 
-static std::int32_t runQuery(const Query& query, const char* ttyPath, char* text) {
+static std::int32_t ask(const FamilyQueries& queries, const char* ttyPath, char* text) {
+    text[0] = '?';
+    const Query& query = queries[static_cast<int>(familyOf(gCardModel))];
+    if (query.command == nullptr) return kModemOk;
     char value[kValueSize] = {};
     const std::int32_t result = queryValue(ttyPath, query.command, query.prefix,
                                            query.afterSeparator, query.separator, value);
     if (result != kModemOk) return result;
-    if (query.word != kNoWord) selectWord(value, query.word);
+    if (query.word != 0) selectWord(value, query.word);
     copyText(text, kValueSize, value);
     return kModemOk;
 }
 
-static std::int32_t identify(std::int32_t (*operation)(const char*, char*), const char* ttyPath,
-                             char* text) {
-    text[0] = '?';
-    const ModuleFamily family = familyOf(gCardModel);
-    for (const Query& query : kQueries) {
-        if (query.operation != operation || query.family != family) continue;
-        if (query.command != nullptr) return runQuery(query, ttyPath, text);
-        if (query.fixed == nullptr) return reportNotSupported("GetSKU()");
-        copyText(text, kValueSize, query.fixed);
-    }
-    return kModemOk;
+std::int32_t GetIdentifier(const char* ttyPath, char* identifier) {
+    return ask(kIdentifier, ttyPath, identifier);
 }
 
 std::int32_t GetFWRevision(const char* ttyPath, char* revision) {
-    return identify(GetFWRevision, ttyPath, revision);
+    return ask(kFirmware, ttyPath, revision);
 }
 
 std::int32_t GetHWRevision(const char* ttyPath, char* revision) {
-    return identify(GetHWRevision, ttyPath, revision);
+    if (familyOf(gCardModel) != ModuleFamily::kEvdo) return ask(kHardware, ttyPath, revision);
+    copyText(revision, kValueSize, "NA");
+    return kModemOk;
 }
 
 std::int32_t GetSKU(const char* ttyPath, char* sku) {
-    return identify(GetSKU, ttyPath, sku);
+    const std::int32_t result = ask(kSKU, ttyPath, sku);
+    return familyOf(gCardModel) == ModuleFamily::kEvdo ? reportNotSupported("GetSKU()") : result;
+}
+
+std::int32_t GetPRLVersion(const char* ttyPath, char* version) {
+    return ask(kPRLVersion, ttyPath, version);
+}
+
+std::int32_t GetSIMType(const char* ttyPath, char* type) {
+    return ask(kSIMType, ttyPath, type);
 }
 
 std::int32_t GetSIMPresence(const char* ttyPath, char* simText, std::uint32_t* present) {
