@@ -1,6 +1,7 @@
 #include "cli/dispatcher.h"
 
 #include <cstdio>
+#include <iterator>
 
 #include "cli/module_options.h"
 #include "cli/usage.h"
@@ -16,9 +17,6 @@ static constexpr int kMinorVersion = 0;
 static constexpr const char* kReleaseSuffix = "";
 static constexpr const char* kNotice = "Tarnwick WWAN diagnostic and factory-test tool";
 
-// That "r" and "s" take an argument only decides what is said when it is missing: all operands are
-// read from their places behind the option.
-static constexpr const char* kOptionLetters = "vhpfweikmantr:s:bc";
 static constexpr int kFirstOperand = 2;
 static constexpr int kMaxNumbers = 5;
 
@@ -40,55 +38,57 @@ static int checkGenerator() {
 
 namespace {
 
+// An option that takes no operands has `run`. Any other has `serve`, which is called for each
+// module, and takes `numbers` and then, if the operator likes, a tty.
 struct Option {
-    char letter;
-    int (*run)();        // an option that takes no operands, or:
-    ModuleOption serve;  // one that serves modules and takes these numbers and a tty
-    std::int32_t Operands::*numbers[kMaxNumbers];
-    int numberCount;
-    bool verified;  // the numbers are checked before any module is touched
+    const char* letter;  // as getopt reads it
+    int (*run)() = nullptr;
+    ModuleOption serve = nullptr;
+    std::int32_t Operands::*numbers[kMaxNumbers] = {};  // null behind the last
+    bool isVerified = false;  // the numbers are checked before any module is touched
 };
 
 }  // namespace
 
+// All operands are read from their places behind the option. The colons only have getopt complain
+// when there are none, and skip the option.
 static constexpr Option kOptions[] = {
-    {'c', checkGenerator, nullptr, {}, 0, false},
-    {'h', showHelp, nullptr, {}, 0, false},
-    {'v', showVersion, nullptr, {}, 0, false},
-    {'a', nullptr, VerifySIM, {}, 0, false},
-    {'e', nullptr, ShowIdentifier, {}, 0, false},
-    {'f', nullptr, PowerOff, {}, 0, false},
-    {'i', nullptr, ShowInformation, {}, 0, false},
-    {'k', nullptr, ShowSKU, {}, 0, false},
-    {'m', nullptr, ShowSIMPresence, {}, 0, false},
-    {'n', nullptr, ShowFirmware, {}, 0, false},
-    {'p', nullptr, PowerOn, {}, 0, false},
-    {'t', nullptr, ShowTemperature, {}, 0, false},
-    {'w', nullptr, ShowPower, {}, 0, false},
-    {'b',
-     nullptr,
-     Transmit,
-     {&Operands::band, &Operands::channel, &Operands::power, &Operands::enable},
-     4,
-     false},
-    {'r',
-     nullptr,
-     Receive,
-     {&Operands::receiver, &Operands::band, &Operands::channel, &Operands::outputMode},
-     4,
-     true},
-    {'s',
-     nullptr,
-     ReceiveFromGenerator,
-     {&Operands::receiver, &Operands::band, &Operands::channel, &Operands::power,
-      &Operands::outputMode},
-     5,
-     true},
+    {.letter = "a", .serve = VerifySIM},
+    {.letter = "b",
+     .serve = Transmit,
+     .numbers = {&Operands::band, &Operands::channel, &Operands::power, &Operands::enable}},
+    {.letter = "c", .run = checkGenerator},
+    {.letter = "e", .serve = ShowIdentifier},
+    {.letter = "f", .serve = PowerOff},
+    {.letter = "h", .run = showHelp},
+    {.letter = "i", .serve = ShowInformation},
+    {.letter = "k", .serve = ShowSKU},
+    {.letter = "m", .serve = ShowSIMPresence},
+    {.letter = "n", .serve = ShowFirmware},
+    {.letter = "p", .serve = PowerOn},
+    {.letter = "r:",
+     .serve = Receive,
+     .numbers = {&Operands::receiver, &Operands::band, &Operands::channel, &Operands::outputMode},
+     .isVerified = true},
+    {.letter = "s:",
+     .serve = ReceiveFromGenerator,
+     .numbers = {&Operands::receiver, &Operands::band, &Operands::channel, &Operands::power,
+                 &Operands::outputMode},
+     .isVerified = true},
+    {.letter = "t", .serve = ShowTemperature},
+    {.letter = "v", .run = showVersion},
+    {.letter = "w", .serve = ShowPower},
 };
+static constexpr std::size_t kLettersSize = 2 * std::size(kOptions) + 1;
+
+static void listLetters(char* letters) {
+    letters[0] = '\0';
+    for (const Option& option : kOptions) appendText(letters, kLettersSize, option.letter);
+}
 
 static const Option* findOption(int letter) {
     for (const Option& option : kOptions) {
-        if (option.letter == letter) return &option;
+        if (option.letter[0] == letter) return &option;
     }
     return nullptr;
 }
@@ -118,8 +118,15 @@ static int serveModules(ModuleOption serve, const Operands& operands) {
     return kExitOk;
 }
 
+static int countNumbers(const Option& option) {
+    int count = 0;
+    while (count < kMaxNumbers && option.numbers[count] != nullptr) ++count;
+    return count;
+}
+
 static int runModuleOption(const Option& option, int argc, char** argv) {
-    const int ttyPlace = kFirstOperand + option.numberCount;
+    const int numberCount = countNumbers(option);
+    const int ttyPlace = kFirstOperand + numberCount;
     if (argc != ttyPlace && argc != ttyPlace + 1) {
         puts("Incorrect Usage!\n");
         Usage();
@@ -130,10 +137,10 @@ static int runModuleOption(const Option& option, int argc, char** argv) {
         if (result != kDiscoveryOk) return result;
     }
     Operands operands;
-    for (int index = 0; index < option.numberCount; ++index) {
+    for (int index = 0; index < numberCount; ++index) {
         operands.*option.numbers[index] = parseInteger(argv[kFirstOperand + index]);
     }
-    if (option.verified) {
+    if (option.isVerified) {
         const std::int32_t result =
             VerifyArguments(operands.receiver, operands.band, operands.channel);
         if (result != 0) {
@@ -149,8 +156,10 @@ int RunTarnwick(int argc, char** argv) {
         Usage();
         return kExitUsage;
     }
+    char letters[kLettersSize];
+    listLetters(letters);
     for (;;) {
-        const int letter = host::NextOption(argc, argv, kOptionLetters);
+        const int letter = host::NextOption(argc, argv, letters);
         if (letter == -1) return kExitOk;
         // Before the letter is looked at: help, too, is for a machine that has a module.
         const int result = IdentifyWWANModule();
