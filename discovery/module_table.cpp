@@ -8,8 +8,6 @@
 #include "platform/registry_scan.h"
 #include "serial/reply_lines.h"
 
-static constexpr const char* kOperation = "IdentifyWWANModule";
-
 WWANDevice gWWANDevice[kMaxModules];
 std::int32_t gTotalWWANDevices = 0;
 std::uint32_t gCardModel = 0;
@@ -62,75 +60,56 @@ void TypeRefToString(property::Value value, char* text, std::size_t size) {
     property::Release(value);
 }
 
-namespace {
-
-// One pass over the services of a class: `read` takes an entry's property, `store` its text and
-// the number of entries stored before it, and says whether it was one.
-struct Pass {
-    const char* className;
-    property::Value (*read)(registry::Object entry);
-    bool (*store)(const char* text, std::int32_t index);
-};
-
-}  // namespace
-
-static property::Value readCalloutDevice(registry::Object entry) {
-    return registry::EntryCreateProperty(entry, "IOCalloutDevice");
-}
-
-static bool storePath(const char* path, std::int32_t index) {
+// Takes the callout path of a service into entry `index` of the table, if there is one and it is
+// a command port's.
+static bool takeCommandPort(registry::Object service, std::int32_t index) {
+    char path[kPropertyTextSize] = {};
+    TypeRefToString(registry::EntryCreateProperty(service, "IOCalloutDevice"), path, sizeof path);
     if (strstr(path, "wwanCMD") == nullptr) return false;
     if (index < kMaxModules) copyText(gWWANDevice[index].path, kTtyPathSize, path);
     return true;
 }
 
-static property::Value readProductId(registry::Object entry) {
-    return registry::EntrySearchProperty(entry, registry::kServicePlane, "idProduct");
-}
-
-static bool storeProductId(const char* text, std::int32_t index) {
+static bool takeProductId(registry::Object service, std::int32_t index) {
+    const property::Value value =
+        registry::EntrySearchProperty(service, registry::kServicePlane, "idProduct");
+    if (value == nullptr) return false;
+    char text[kPropertyTextSize] = {};
+    TypeRefToString(value, text, sizeof text);
     if (index < kMaxModules) {
         gWWANDevice[index].productId = static_cast<std::uint32_t>(parseInteger(text));
     }
     return true;
 }
 
-static constexpr Pass kCommandPorts = {"IOSerialBSDClient", readCalloutDevice, storePath};
-static constexpr Pass kProductIds = {"OrvelWWANSupport", readProductId, storeProductId};
-
-// What was stored since the pass began is void.
-static void startAgain(const Pass& pass, std::int32_t* count) {
-    for (std::int32_t index = 0; index < kMaxModules; ++index) pass.store("", index);
-    *count = 0;
-}
-
-static int runPass(const Pass& pass, std::int32_t* count) {
+// Has `take` look at each service of the class, and counts those that it took.
+static int scanServices(const char* className, bool (*take)(registry::Object, std::int32_t),
+                        std::int32_t* count) {
     *count = 0;
     RegistryScan scan = {0, 0};
-    const int result = findServices(kOperation, pass.className, &scan.iterator);
+    const int result = findServices("IdentifyWWANModule", className, &scan.iterator);
     if (result != kDiscoveryOk) return result;
-    bool restarted = false;
-    while (const registry::Object entry = NextEntry(&scan, &restarted)) {
-        if (restarted) startAgain(pass, count);
-        const property::Value value = pass.read(entry);
-        registry::ObjectRelease(entry);
-        if (value == nullptr) continue;
-        char text[kPropertyTextSize] = {};
-        TypeRefToString(value, text, sizeof text);
-        if (pass.store(text, *count)) ++*count;
+    for (;;) {
+        bool restarted = false;
+        const registry::Object service = NextEntry(&scan, &restarted);
+        if (restarted) *count = 0;
+        if (service == 0) break;
+        if (take(service, *count)) ++*count;
+        registry::ObjectRelease(service);
     }
-    if (restarted) startAgain(pass, count);
     registry::ObjectRelease(scan.iterator);
     return kDiscoveryOk;
 }
 
 int IdentifyWWANModule() {
     memset(gWWANDevice, 0, sizeof gWWANDevice);
-    int result = runPass(kCommandPorts, &gTotalWWANDevices);
+    int result = scanServices("IOSerialBSDClient", takeCommandPort, &gTotalWWANDevices);
     if (result != kDiscoveryOk) return result;
     std::int32_t productIds = 0;
-    result = runPass(kProductIds, &productIds);
+    result = scanServices("OrvelWWANSupport", takeProductId, &productIds);
     if (result != kDiscoveryOk) return result;
+    // A scan that began again may have taken more before than it did afterwards.
+    for (int index = productIds; index < kMaxModules; ++index) gWWANDevice[index].productId = 0;
     if (gTotalWWANDevices > kMaxModules) {
         printf("WARNING: More than %d WWAN module(s) found.\n", kMaxModules);
         printf("WARNING: Tarnwick only supports %d device at a time.\n", kMaxModules);
