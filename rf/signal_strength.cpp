@@ -9,6 +9,8 @@
 #include "serial/module_session.h"
 #include "serial/reply_lines.h"
 
+static constexpr std::uint32_t kFamilyPause = 1000;  // ms
+
 namespace {
 
 struct Measurement {
@@ -110,25 +112,15 @@ static bool measureInDiagnosticMode(ModuleSession* session, const Measurement& w
     return true;
 }
 
-static bool measure(ModuleSession* session, const Measurement& wanted, std::int32_t* reading) {
-    for (;;) {
-        switch (familyOf(gCardModel)) {
-            case ModuleFamily::kEvdo:
-                return measureDirectly(session, wanted, reading);
-            case ModuleFamily::kHspa:
-                return measureInDiagnosticMode(session, wanted, reading);
-            case ModuleFamily::kUnknown:
-                // Callers check the id first; without one there is no way to measure or to fail.
-                host::PauseMilliseconds(1000);
-        }
-    }
-}
-
 std::int32_t GetWWanRSSI(const char* ttyPath, std::int32_t receiver, std::uint32_t band,
                          std::int32_t channel) {
     std::int32_t reading = kNoReading;
     ModuleSession session;
     if (openModule(&session, "GetRSSI", ttyPath) != kSerialOk) return reading;
+    // Callers check the id first: without a family there is no way to measure, nor to fail.
+    while (familyOf(gCardModel) == ModuleFamily::kUnknown) host::PauseMilliseconds(kFamilyPause);
+    const bool isDirect = familyOf(gCardModel) == ModuleFamily::kEvdo;
+    const auto measure = isDirect ? measureDirectly : measureInDiagnosticMode;
     if (measure(&session, {receiver, band, channel}, &reading)) closeModule(&session);
     return reading;
 }
