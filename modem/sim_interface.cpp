@@ -5,49 +5,57 @@
 
 #include "discovery/module_table.h"
 #include "modem/query.h"
+#include "platform/bounded_text.h"
 #include "serial/module_session.h"
 
 static constexpr const char* kOperation = "VerifySIMInterface";
 static constexpr const char* kBusyMark = "SIM busy";
 
+// The test entry.
+static constexpr int kIndex = 1;
+static constexpr const char* kNumber = "123456789";
+static constexpr int kNumberType = 129;
+static constexpr const char* kText = "hello";
+
 namespace {
 
+// Command and answer are formats of an entry's index, number, number type and text, in that order.
 struct SIMStep {
     const char* command;
+    const char* number;
+    const char* text;
     const char* refusal;  // in the reply: failed, busy or not
     const char* answer;   // not in the reply, and the SIM not busy: failed
     SIMResult failure;
     const char* complaint;
 };
 
-}  // namespace
-
-static constexpr SIMStep kSteps[] = {
-    {"AT+CPIN?\r", "+CME", "", kSIMStatusFailed, "ERROR: error reading SIM status"},
-    {"AT+CPBW=1,\"123456789\",129,\"hello\"\r", nullptr, "OK", kSIMPhonebookFailed,
-     "ERROR: error writing to SIM phonebook"},
-    {"AT+CPBR=1\r", nullptr, "+CPBR: 1,\"123456789\",129,\"hello\"", kSIMPhonebookFailed,
-     "ERROR: error reading from SIM phonebook"},
-    {"AT+CPBW=1,\"\",129,\"\"\r", nullptr, "OK", kSIMPhonebookFailed,
-     "ERROR: error writing to SIM phonebook"},
-};
-
-namespace {
-
 enum class Outcome { kPassed, kBusy, kFailed };
 
 }  // namespace
 
+static constexpr const char* kWrite = "AT+CPBW=%d,\"%s\",%d,\"%s\"\r";
+static constexpr SIMStep kSteps[] = {
+    {"AT+CPIN?\r", "", "", "+CME", "", kSIMStatusFailed, "ERROR: error reading SIM status"},
+    {kWrite, kNumber, kText, nullptr, "OK", kSIMPhonebookFailed,
+     "ERROR: error writing to SIM phonebook"},
+    {"AT+CPBR=%d\r", kNumber, kText, nullptr, "+CPBR: %d,\"%s\",%d,\"%s\"", kSIMPhonebookFailed,
+     "ERROR: error reading from SIM phonebook"},
+    {kWrite, "", "", nullptr, "OK", kSIMPhonebookFailed, "ERROR: error writing to SIM phonebook"},
+};
+
 static Outcome judge(const SIMStep& step, const char* reply) {
     if (step.refusal != nullptr && strstr(reply, step.refusal) != nullptr) return Outcome::kFailed;
     if (strstr(reply, kBusyMark) != nullptr) return Outcome::kBusy;
-    return strstr(reply, step.answer) != nullptr ? Outcome::kPassed : Outcome::kFailed;
+    char answer[kValueSize];
+    formatText(answer, sizeof answer, step.answer, kIndex, step.number, kNumberType, step.text);
+    return strstr(reply, answer) != nullptr ? Outcome::kPassed : Outcome::kFailed;
 }
 
 static std::int32_t runSteps(ModuleSession* session) {
     for (const SIMStep& step : kSteps) {
+        prepareCommand(session, step.command, kIndex, step.number, kNumberType, step.text);
         Outcome outcome = Outcome::kBusy;
-        prepareCommand(session, "%s", step.command);
         while (outcome == Outcome::kBusy) {
             char reply[kReplySize];
             if (!queryReply(session, "", reply)) return kModemOk;
