@@ -26,8 +26,7 @@ static int showHelp() {
 }
 
 static int showVersion() {
-    printf("%d.%1x%s", kMajorVersion, kMinorVersion, kReleaseSuffix);
-    printf(", %s\n", kNotice);
+    printf("%d.%1x%s, %s\n", kMajorVersion, kMinorVersion, kReleaseSuffix, kNotice);
     return kExitOk;
 }
 
@@ -39,7 +38,7 @@ static int checkGenerator() {
 namespace {
 
 // An option that takes no operands has `run`. Any other has `serve`, which is called for each
-// module, and takes `numbers` and then, if the operator likes, a tty.
+// module, and takes the operands `numbers` and then, optionally, a tty.
 struct Option {
     const char* letter;  // as getopt reads it
     int (*run)() = nullptr;
@@ -50,8 +49,8 @@ struct Option {
 
 }  // namespace
 
-// All operands are read from their places behind the option. The colons only have getopt complain
-// when there are none, and skip the option.
+// A colon only decides what happens when nothing follows the option: getopt complains, and the
+// option is skipped. The operands themselves are read from their places in argv.
 static constexpr Option kOptions[] = {
     {.letter = "a", .serve = VerifySIM},
     {.letter = "b",
@@ -81,11 +80,6 @@ static constexpr Option kOptions[] = {
 };
 static constexpr std::size_t kLettersSize = 2 * std::size(kOptions) + 1;
 
-static void listLetters(char* letters) {
-    letters[0] = '\0';
-    for (const Option& option : kOptions) appendText(letters, kLettersSize, option.letter);
-}
-
 static const Option* findOption(int letter) {
     for (const Option& option : kOptions) {
         if (option.letter[0] == letter) return &option;
@@ -93,8 +87,8 @@ static const Option* findOption(int letter) {
     return nullptr;
 }
 
-// Makes the named tty the table's only entry, found or not: the path that did not match is the one
-// reported.
+// Makes the named tty the table's only entry, even when it matches none. What does not fit an entry
+// is cut off, in the error line, too.
 static int selectModule(const char* tty) {
     const int result = ObtainWWANModuleProductID(tty, &gWWANDevice[0].productId);
     copyText(gWWANDevice[0].path, sizeof gWWANDevice[0].path, tty);
@@ -156,8 +150,8 @@ int RunTarnwick(int argc, char** argv) {
         Usage();
         return kExitUsage;
     }
-    char letters[kLettersSize];
-    listLetters(letters);
+    char letters[kLettersSize] = "";
+    for (const Option& option : kOptions) appendText(letters, sizeof letters, option.letter);
     for (;;) {
         const int letter = host::NextOption(argc, argv, letters);
         if (letter == -1) return kExitOk;

@@ -3,7 +3,7 @@
 
 #include "cli/dispatcher.h"
 
-// A tty opened in the place of a closed standard output would be sent the results.
+// If standard output were closed, a tty would be opened in its place and be sent the results.
 static void holdStandardDescriptors() {
     int fd = 0;
     do {

@@ -93,7 +93,7 @@ int ShowInformation(const char* tty, const Operands&) {
 int ShowSIMPresence(const char* tty, const Operands&) {
     char simText[kValueSize] = {};
     std::uint32_t present = 0;
-    // A module without a SIM need not be asked.
+    // The EVDO family has no SIM to ask for.
     if (familyOf(gCardModel) != ModuleFamily::kEvdo) {
         const std::int32_t result = GetSIMPresence(tty, simText, &present);
         if (result != kModemOk) return reportError("GetSIMPresence", result, result);
@@ -132,7 +132,7 @@ int Transmit(const char* tty, const Operands& operands) {
     const auto result = static_cast<std::int32_t>(SetWWanTransmit(
         tty, operands.band, operands.channel, static_cast<std::uint32_t>(operands.power),
         static_cast<std::uint32_t>(operands.enable)));
-    // The name of another operation, by which station scripts know this failure.
+    // Station scripts know this failure by another operation's name.
     return result == 0 ? kExitOk : reportError("GetWWanBSDPath", result, result);
 }
 
@@ -161,7 +161,7 @@ int Receive(const char* tty, const Operands& operands) {
     return showLevel(tty, operands, channelFrequency(operands));
 }
 
-// The frequency at which a test tone would stand within the channel.
+// Where a test tone would stand within the channel, in MHz.
 static float offsetFrequency(const Operands& operands, float frequency) {
     const Band* band = findBand(operands.band);
     if (band == nullptr) return frequency;
@@ -179,7 +179,7 @@ static float offsetFrequency(const Operands& operands, float frequency) {
 
 int ReceiveFromGenerator(const char* tty, const Operands& operands) {
     const float frequency = channelFrequency(operands);
-    // Known, but not used: the limits of every station rest on a generator tuned to the channel.
+    // Not used: the generator is tuned to the channel itself, as the limits of all stations assume.
     [[maybe_unused]] const float toneFrequency = offsetFrequency(operands, frequency);
     std::int32_t result = EnableSignalGenerator(frequency, operands.power);
     if (result != 0) return reportError("EnableSignalGenerator", result, result);

@@ -2,7 +2,8 @@
 
 #include <cstdint>
 
-// What each option does for one module. gCardModel is of a known family by then.
+// What each option does for one module. The dispatcher has set gCardModel to its product id, which
+// is of a known family.
 
 // The numeric operands, with the values they have where an option does not take them.
 struct Operands {

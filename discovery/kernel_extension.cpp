@@ -8,8 +8,8 @@
 
 static constexpr std::size_t kShellLineSize = 256;
 
-// Runs the line that the format makes; its undecoded status. A line that was cut would do something
-// else and is not run.
+// Runs a shell line and returns its undecoded status. A line that does not fit is not run, since
+// what is left of it would do something else; its status is -1.
 __attribute__((format(printf, 1, 2))) static int runShell(const char* format, ...) {
     char line[kShellLineSize];
     va_list arguments;
@@ -25,7 +25,7 @@ static bool isLoaded(const char* name) {
 
 namespace {
 
-// What differs between loading and unloading.
+// How loading and unloading differ.
 struct KextChange {
     const char* notRoot;
     const char* tool;

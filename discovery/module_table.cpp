@@ -60,8 +60,8 @@ void TypeRefToString(property::Value value, char* text, std::size_t size) {
     property::Release(value);
 }
 
-// Takes the callout path of a service into entry `index` of the table, if there is one and it is
-// a command port's.
+// Stores the service's callout path as entry `index` and returns true if it is a command port's.
+// Behind the table's end there is nothing to store, but the port counts.
 static bool takeCommandPort(registry::Object service, std::int32_t index) {
     char path[kPropertyTextSize] = {};
     TypeRefToString(registry::EntryCreateProperty(service, "IOCalloutDevice"), path, sizeof path);
@@ -82,7 +82,8 @@ static bool takeProductId(registry::Object service, std::int32_t index) {
     return true;
 }
 
-// Has `take` look at each service of the class, and counts those that it took.
+// Offers each service of the class to `take` and counts those that it took. When the registry
+// changes, the scan begins again and what was taken so far is void.
 static int scanServices(const char* className, bool (*take)(registry::Object, std::int32_t),
                         std::int32_t* count) {
     *count = 0;
@@ -108,7 +109,7 @@ int IdentifyWWANModule() {
     std::int32_t productIds = 0;
     result = scanServices("OrvelWWANSupport", takeProductId, &productIds);
     if (result != kDiscoveryOk) return result;
-    // A scan that began again may have taken more before than it did afterwards.
+    // A scan that began again may have stored more before than afterwards.
     for (int index = productIds; index < kMaxModules; ++index) gWWANDevice[index].productId = 0;
     if (gTotalWWANDevices > kMaxModules) {
         printf("WARNING: More than %d WWAN module(s) found.\n", kMaxModules);

@@ -15,7 +15,7 @@ struct WWANDevice {
     std::uint32_t productId;  // USB product id
 };
 
-// Filled by IdentifyWWANModule; narrowed to the module that the operator named by the dispatcher.
+// Filled by IdentifyWWANModule. The dispatcher narrows it to the module that the operator named.
 extern WWANDevice gWWANDevice[kMaxModules];
 // Command ports found: may exceed kMaxModules, of which only the first are stored.
 extern std::int32_t gTotalWWANDevices;

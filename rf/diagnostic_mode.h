@@ -1,7 +1,5 @@
 #pragma once
 
-#include <cstdint>
-
 #include "rf/band_plan.h"
 #include "serial/module_session.h"
 
@@ -13,6 +11,3 @@ bool enterDiagnosticMode(ModuleSession* session);
 // Prepares the command that selects the band. A band that the module has no code for prepares
 // none, so that the previous command is sent again.
 void prepareBandCommand(ModuleSession* session, const Band* band);
-
-// Sends the command that selects the channel. False when the exchange failed.
-bool selectChannel(ModuleSession* session, std::int32_t channel);

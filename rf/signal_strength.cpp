@@ -21,8 +21,8 @@ struct Measurement {
 
 }  // namespace
 
-// Each path returns false when an exchange failed, the port being closed then. A reply
-// without a reading is no failure and leaves `*reading` as it is.
+// Each way of measuring returns false when an exchange has failed, which has closed the port. A
+// reply without a reading is no failure and leaves `*reading` as it is.
 
 // "RX AGC = -95 dBm": the level stands behind the last equals sign.
 static void takeReceiverLevel(char* reply, std::int32_t* reading) {
@@ -36,8 +36,8 @@ static bool measureDirectly(ModuleSession* session, const Measurement& wanted,
                             std::int32_t* reading) {
     const bool first = wanted.receiver == 1;
     char reply[kReplySize];
-    if (!sendText(session, "AT!OEM=176\r") || !sendText(session, "AT!DIAG\r") ||
-        !sendText(session, first ? "AT!RX=1\r" : "AT!RX2=1\r")) {
+    if (!issueCommand(session, "AT!OEM=176\r") || !issueCommand(session, "AT!DIAG\r") ||
+        !issueCommand(session, first ? "AT!RX=1\r" : "AT!RX2=1\r")) {
         return false;
     }
     // Any other band prepares nothing, so that the receiver command goes out a second time.
@@ -54,7 +54,7 @@ static bool measureDirectly(ModuleSession* session, const Measurement& wanted,
     return true;
 }
 
-// "AT!DAWGAVGAGC=9750,0,1", a line of its own end, then the figure.
+// "AT!DAWGAVGAGC=9750,0,1" CR CR LF "-81": the echo's second CR counts as a line.
 static void takeAveragedAgc(char* reply, std::int32_t* reading) {
     LineWalker lines = walkLines(reply);
     if (findLine(&lines, "AT!DAWGAVGAGC") == nullptr || nextLine(&lines) == nullptr) return;
@@ -63,7 +63,7 @@ static void takeAveragedAgc(char* reply, std::int32_t* reading) {
 }
 
 static bool measureWcdma(ModuleSession* session, const Measurement& wanted, std::int32_t* reading) {
-    if (!sendText(session, "AT!DAWSSCHAIN=1\r")) return false;
+    if (!issueCommand(session, "AT!DAWSSCHAIN=1\r")) return false;
     // Any other receiver prepares nothing: the chain command goes out again as the query.
     if (wanted.receiver == 1 || wanted.receiver == 2) {
         prepareCommand(session, "AT!DAWGAVGAGC=%d,0,%d\r", wanted.channel, wanted.receiver - 1);
@@ -82,7 +82,7 @@ static void takeAveragedRssi(char* reply, std::int32_t* reading) {
 }
 
 static bool measureGsm(ModuleSession* session, const Measurement& wanted, std::int32_t* reading) {
-    if (!sendText(session, "AT!DAGSRXBURST=0\r")) return false;
+    if (!issueCommand(session, "AT!DAGSRXBURST=0\r")) return false;
     prepareCommand(session, "AT!DAGGAVGRSSI=%d,0\r", wanted.channel);
     char reply[kReplySize];
     if (!queryReply(session, "OK", reply)) return false;
@@ -96,8 +96,8 @@ static bool measureInDiagnosticMode(ModuleSession* session, const Measurement& w
     if (!enterDiagnosticMode(session)) return false;
     prepareBandCommand(session, band);
     printf("Issue \"%s\"\n", session->command);
-    if (!sendCommand(session) || !selectChannel(session, wanted.channel) ||
-        !sendText(session, "AT!DASLNAGAIN=0\r")) {
+    if (!sendCommand(session) || !issueCommand(session, "AT!DASCHAN=%d\r", wanted.channel) ||
+        !issueCommand(session, "AT!DASLNAGAIN=0\r")) {
         return false;
     }
     if (band == nullptr) return true;
@@ -117,7 +117,7 @@ std::int32_t GetWWanRSSI(const char* ttyPath, std::int32_t receiver, std::uint32
     std::int32_t reading = kNoReading;
     ModuleSession session;
     if (openModule(&session, "GetRSSI", ttyPath) != kSerialOk) return reading;
-    // Callers check the id first: without a family there is no way to measure, nor to fail.
+    // Callers check the id first: without a family there is no way to measure and none to fail.
     while (familyOf(gCardModel) == ModuleFamily::kUnknown) host::PauseMilliseconds(kFamilyPause);
     const bool isDirect = familyOf(gCardModel) == ModuleFamily::kEvdo;
     const auto measure = isDirect ? measureDirectly : measureInDiagnosticMode;

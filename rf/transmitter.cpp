@@ -6,22 +6,23 @@
 #include "serial/module_session.h"
 
 static bool startWcdma(ModuleSession* session, std::uint32_t power) {
-    if (!sendText(session, "AT!DASTXON\r") || !sendText(session, "AT!DAWSTXCW=0\r")) return false;
-    prepareCommand(session, "AT!DASPDM=2,%d\r", static_cast<std::int32_t>(power));
-    return sendCommand(session) && sendText(session, "AT!DAWSPARANGE=3\r");
+    return issueCommand(session, "AT!DASTXON\r") && issueCommand(session, "AT!DAWSTXCW=0\r") &&
+           issueCommand(session, "AT!DASPDM=2,%d\r", static_cast<std::int32_t>(power)) &&
+           issueCommand(session, "AT!DAWSPARANGE=3\r");
 }
 
 static bool startGsm(ModuleSession* session, std::uint32_t power) {
-    prepareCommand(session, "AT!DAGSTXFRAME=0,1,%d,0\r", static_cast<std::int32_t>(power * 100));
-    return sendCommand(session) && sendText(session, "AT!DASTXON\r");
+    return issueCommand(session, "AT!DAGSTXFRAME=0,1,%d,0\r",
+                        static_cast<std::int32_t>(power * 100)) &&
+           issueCommand(session, "AT!DASTXON\r");
 }
 
-// False when an exchange failed, the port being closed then.
+// False when an exchange has failed, which has closed the port.
 static bool startTransmitter(ModuleSession* session, const Band* band, std::int32_t channel,
                              std::uint32_t power) {
     if (!enterDiagnosticMode(session)) return false;
     prepareBandCommand(session, band);
-    if (!sendCommand(session) || !selectChannel(session, channel)) return false;
+    if (!sendCommand(session) || !issueCommand(session, "AT!DASCHAN=%d\r", channel)) return false;
     if (band == nullptr) return true;
     switch (band->standard) {
         case RadioStandard::kWcdma:
@@ -42,7 +43,7 @@ std::uint32_t SetWWanTransmit(const char* ttyPath, std::int32_t band, std::int32
     const ModuleFamily family = familyOf(gCardModel);
     bool answered = true;
     if (enable == 0) {
-        answered = sendText(&session, "AT!DASTXOFF\r");
+        answered = issueCommand(&session, "AT!DASTXOFF\r");
     } else if (family == ModuleFamily::kEvdo) {
         // Printed but not returned: the close's code takes its place.
         reportNotSupported("SetWWanTransmit");

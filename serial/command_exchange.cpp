@@ -9,8 +9,8 @@
 
 static constexpr std::size_t kShortReplySize = 256;
 
-// The pause is what lets the whole answer, echo included, reach the port before the first
-// read, so that one chunk holds it all.
+// During the pause the whole answer, echo included, reaches the port, and one read gets it. Without
+// the pause the reply would end at the first line end to arrive, the echo's.
 static constexpr std::uint32_t kShortPause = 350;  // ms
 static constexpr std::uint32_t kLongPause = 600;   // ms
 

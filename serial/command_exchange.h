@@ -12,8 +12,9 @@ constexpr int kReplyMismatch = 12;
 // Returns kSerialOk, the serial port's code, or kReplyMismatch.
 int writeAndReadSerialPort(int fd, const char* command, const char* expected, char* message);
 
-// The same with 600 ms, and the reply stays in `reply` of `replySize` bytes: terminated when
-// it was read, the mismatch included.
+// The same with 600 ms, and the reply stays in `reply` of `replySize` bytes: terminated when it was
+// read, also when it lacks `expected`; unterminated when the read failed; untouched when the write
+// failed.
 int writeAndReadSerialPortAndReturnBuffer(int fd, const char* command, const char* expected,
                                           char* reply, std::size_t replySize, char* message);
 

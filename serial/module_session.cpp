@@ -16,22 +16,12 @@ int reportNotSupported(const char* operation) {
 }
 
 int openModule(ModuleSession* session, const char* operation, const char* tty) {
-    session->operation = operation;
-    session->fd = -1;
-    session->command[0] = '\0';
-    session->message[0] = '\0';
+    *session = {operation, -1, "", ""};
     const int result = openWithProfile(tty, kModuleProfile, &session->fd, session->message);
     if (result == kSerialOk) return kSerialOk;
     reportCode(operation, result, session->message);
     CloseSerialPort(session->fd, session->message);
     return result;
-}
-
-void prepareCommand(ModuleSession* session, const char* format, ...) {
-    va_list arguments;
-    va_start(arguments, format);
-    formatArguments(session->command, sizeof session->command, format, arguments);
-    va_end(arguments);
 }
 
 static bool reportExchange(ModuleSession* session, int result) {
@@ -42,19 +32,14 @@ static bool reportExchange(ModuleSession* session, int result) {
     return false;
 }
 
-// What is known so far is seen before a module that may never answer.
-static void showResults() {
-    fflush(stdout);
-}
-
 bool sendCommand(ModuleSession* session) {
-    showResults();
+    fflush(stdout);  // what is known so far is seen, even if this module never answers
     return reportExchange(
         session, writeAndReadSerialPort(session->fd, session->command, "OK", session->message));
 }
 
 bool queryReply(ModuleSession* session, const char* expected, char* reply) {
-    showResults();
+    fflush(stdout);
     return reportExchange(
         session, writeAndReadSerialPortAndReturnBuffer(session->fd, session->command, expected,
                                                        reply, kReplySize, session->message));
@@ -65,8 +50,18 @@ bool postCommand(ModuleSession* session) {
                           writeSerialPort(session->fd, session->command, session->message));
 }
 
-bool sendText(ModuleSession* session, const char* command) {
-    prepareCommand(session, "%s", command);
+void prepareCommand(ModuleSession* session, const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    formatArguments(session->command, sizeof session->command, format, arguments);
+    va_end(arguments);
+}
+
+bool issueCommand(ModuleSession* session, const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    formatArguments(session->command, sizeof session->command, format, arguments);
+    va_end(arguments);
     return sendCommand(session);
 }
 

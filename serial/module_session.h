@@ -7,9 +7,10 @@
 constexpr std::size_t kCommandSize = 256;
 constexpr std::size_t kReplySize = 1024;  // a reply or a status report
 
-// One operation's time with a module: the control tty opened with the module profile, commands
-// sent one after the other, closed on every way out. Each failure prints one line on standard
-// output, led by the operation's name.
+// One operation's time with a module: openModule opens the control tty with the module profile,
+// commands are sent one after the other, closeModule closes it. A call that fails prints one line
+// on standard output, led by the operation's name, and has closed the tty when it returns; the
+// session is over then.
 struct ModuleSession {
     const char* operation;       // leads the report lines
     int fd;                      // -1 when there is no port
@@ -18,27 +19,28 @@ struct ModuleSession {
     char message[kMessageSize];
 };
 
-// Opens `tty`. On failure prints the report line and returns kOpenFailed; nothing is left to close.
+// Opens `tty`. Returns kSerialOk or kOpenFailed.
 int openModule(ModuleSession* session, const char* operation, const char* tty);
 
 // Formats the session's next command.
 __attribute__((format(printf, 2, 3))) void prepareCommand(ModuleSession* session,
                                                           const char* format, ...);
 
-// Sends the session's command and waits for "OK" (sendCommand), takes the reply into `reply` of
-// kReplySize bytes when `expected` is in it (queryReply), or waits for no reply at all
-// (postCommand). On failure prints the report line, closes the port and returns false.
+// Sends the session's command and waits for a reply that contains "OK" (sendCommand), for one that
+// contains `expected`, into `reply` of kReplySize bytes (queryReply), or for none (postCommand).
+// What has been printed so far is flushed before a wait. Returns false on failure.
 //
-// The report line says code 0, the open's, and operations return 0 after it: station scripts
+// The failure's line says code 0, the open's, and operations return 0 after it: station scripts
 // read the failure from standard output and from the value's absence, not from the exit status.
 bool sendCommand(ModuleSession* session);
 bool queryReply(ModuleSession* session, const char* expected, char* reply);
 bool postCommand(ModuleSession* session);
 
-// Prepares a fixed text and sends it.
-bool sendText(ModuleSession* session, const char* command);
+// Formats the next command and sends it.
+__attribute__((format(printf, 2, 3))) bool issueCommand(ModuleSession* session, const char* format,
+                                                        ...);
 
-// Closes the port. On failure prints the report line, tries once more and returns kCloseFailed.
+// Closes the tty, and tries once more if that fails. Returns kSerialOk or kCloseFailed.
 int closeModule(ModuleSession* session);
 
 // Prints "OPERATION: code= N, msg= MESSAGE".

@@ -2,8 +2,8 @@
 
 #include <cstdint>
 
-// Taking a module's reply apart. A walker cuts the text up in place, keeps its place in
-// itself, and hands out pointers into the text.
+// Taking a module's reply apart. A walker cuts the text up in place, remembers how far it has come,
+// and hands out pointers into the text.
 
 // Walks tokens as strtok does: runs of delimiters count as one.
 struct TokenWalker {

@@ -1,5 +1,6 @@
 #include "siggen/signal_generator.h"
 
+#include <cstdarg>
 #include <cstdio>
 
 #include "discovery/kernel_extension.h"
@@ -20,7 +21,7 @@ namespace {
 
 struct GeneratorLink {
     const char* operation;  // leads the report lines
-    bool tellsStep;         // a failed call returns the step's code, not kGeneratorFailed
+    bool tellsStep;         // on failure the step's code is returned, not kGeneratorFailed
     int fd;
     std::uint32_t driverWasLoaded;
     char command[kCommandSize];
@@ -51,11 +52,7 @@ static std::int32_t reachGenerator(GeneratorLink* link) {
 
 // 0, or what the operation is to return: the failure has been reported and cleaned up after.
 static std::int32_t openLink(GeneratorLink* link, const char* operation, bool tellsStep) {
-    link->operation = operation;
-    link->tellsStep = tellsStep;
-    link->fd = -1;
-    link->command[0] = '\0';
-    link->message[0] = '\0';
+    *link = {operation, tellsStep, -1, 0, "", ""};
     fflush(stdout);  // what is known so far is seen before waits that may be ended from outside
     const std::int32_t result = reachGenerator(link);
     return result == kSerialOk ? 0 : failLink(link, result);
@@ -92,36 +89,31 @@ std::int32_t VerifySignalGeneratorConnection() {
     return result == kSerialOk ? closeLink(&link) : failLink(&link, result);
 }
 
-// Nothing is read back. A failure is reported in the generator's own form, without dashes, and
-// cleaned up after.
-static bool writeText(GeneratorLink* link, const char* command) {
-    const int result = writeSerialPort(link->fd, command, link->message);
+// Formats a command and writes it; nothing is read back. A failure is reported in the generator's
+// own form, without dashes, and cleaned up after.
+__attribute__((format(printf, 2, 3))) static bool writeCommand(GeneratorLink* link,
+                                                               const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    formatArguments(link->command, sizeof link->command, format, arguments);
+    va_end(arguments);
+    const int result = writeSerialPort(link->fd, link->command, link->message);
     if (result == kSerialOk) return true;
-    printf("%s: error while issue command %s code= %d, msg= %s\n", link->operation, command, result,
-           link->message);
+    printf("%s: error while issue command %s code= %d, msg= %s\n", link->operation, link->command,
+           result, link->message);
     abandonLink(link, result);
     return false;
-}
-
-static bool writeFrequency(GeneratorLink* link, float frequency) {
-    formatText(link->command, sizeof link->command, "SOUR:FREQ %fMHz",
-               static_cast<double>(frequency));
-    return writeText(link, link->command);
-}
-
-static bool writeLevel(GeneratorLink* link, std::int32_t power) {
-    formatText(link->command, sizeof link->command, "SOUR:POWer:LEVel %d", power);
-    return writeText(link, link->command);
 }
 
 std::int32_t EnableSignalGenerator(float frequency, std::int32_t power) {
     GeneratorLink link;
     const std::int32_t result = openLink(&link, "EnableSignalGenerator", false);
     if (result != 0) return result;
-    const bool written = writeText(&link, "*RST") && writeText(&link, ":SYST:DISP:UPD ON") &&
-                         writeFrequency(&link, frequency) &&
-                         writeText(&link, "SOUR:POWer:MODE FIX") && writeLevel(&link, power) &&
-                         writeText(&link, "OUTPut1:STATe ON");
+    const bool written = writeCommand(&link, "*RST") && writeCommand(&link, ":SYST:DISP:UPD ON") &&
+                         writeCommand(&link, "SOUR:FREQ %fMHz", static_cast<double>(frequency)) &&
+                         writeCommand(&link, "SOUR:POWer:MODE FIX") &&
+                         writeCommand(&link, "SOUR:POWer:LEVel %d", power) &&
+                         writeCommand(&link, "OUTPut1:STATe ON");
     return written ? closeLink(&link) : kGeneratorFailed;
 }
 
@@ -130,6 +122,6 @@ std::int32_t DisableSignalGenerator() {
     const std::int32_t result = openLink(&link, "DisableSignalGenerator", false);
     if (result != 0) return result;
     const bool written =
-        writeText(&link, "OUTPut1:STATe OFF") && writeText(&link, ":SYST:DISP:UPD OFF");
+        writeCommand(&link, "OUTPut1:STATe OFF") && writeCommand(&link, ":SYST:DISP:UPD OFF");
     return written ? closeLink(&link) : kGeneratorFailed;
 }

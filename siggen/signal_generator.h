@@ -4,8 +4,8 @@
 
 // The external RF signal generator, driven with SCPI commands through a USB-to-serial adapter. Each
 // call loads the adapter's driver if it must, waits for the device node, opens it, writes its
-// commands, closes it, and unloads the driver that it loaded. A failure is printed, led by the
-// operation's name, and unloads the driver even if it was there before the call: the next
+// commands, closes it, and unloads the driver if it has loaded it. A failure is printed, led by the
+// operation's name, and unloads the driver even if it was loaded before the call, so that the next
 // call starts from a fresh one.
 
 constexpr std::int32_t kGeneratorFailed = 5;
