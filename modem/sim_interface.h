@@ -12,5 +12,5 @@ enum SIMResult : std::int32_t {
 // as the SIM is busy. Prints what fails. Returns 0 (also after a failed exchange and for an unknown
 // family), kSIMStatusFailed, kSIMPhonebookFailed, kModuleNotSupported for the EVDO family, or
 // the serial port's code when the tty does not open or close. A test that fails in the
-// read-back leaves its entry on the SIM.
+// read-back or in the clearing leaves its entry on the SIM.
 std::int32_t VerifySIMInterface(const char* ttyPath);
