@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cmath>
+#include <cstdlib>
 #include <initializer_list>
 #include <stdexcept>
 #include <string>
@@ -20,6 +22,26 @@ Value choose(std::string_view text,
         if (name == text) return value;
     }
     refuse("unknown value", text);
+}
+
+// A number, decimal or hexadecimal, from `least` to `most`.
+inline double number(std::string_view text, double least, double most) {
+    const std::string word(text);
+    char* end = nullptr;
+    const double value = std::strtod(word.c_str(), &end);
+    const bool blank = word.find_first_not_of(" \t\n\v\f\r") != 0;
+    if (blank || end != word.c_str() + word.size() || std::isnan(value)) {
+        refuse("not a number", text);
+    }
+    if (value < least) refuse("the number is too small", text);
+    if (value > most) refuse("the number is too large", text);
+    return value;
+}
+
+inline int wholeNumber(std::string_view text, int least, int most) {
+    const double value = number(text, least, most);
+    if (value != std::floor(value)) refuse("not a whole number", text);
+    return static_cast<int>(value);
 }
 
 }  // namespace station

@@ -1,6 +1,7 @@
 #include "station/options.h"
 
-#include <charconv>
+#include <algorithm>
+#include <cmath>
 #include <cstring>
 #include <functional>
 #include <limits>
@@ -18,14 +19,10 @@ struct Option {
     void (*take)(Options& options, const std::string& argument);
 };
 
-template <typename Number>
-Number number(std::string_view text, Number most) {
-    Number value = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    if (error != std::errc() || end != text.data() + text.size() || !(value >= 0) || value > most) {
-        refuse("not a number, or too large", text);
-    }
-    return value;
+unsigned userId(const std::string& text) {
+    const double id = number(text, 0, std::numeric_limits<unsigned>::max());
+    if (id != std::floor(id)) refuse("not a whole number", text);
+    return static_cast<unsigned>(id);
 }
 
 constexpr Option kOptions[] = {
@@ -43,12 +40,10 @@ constexpr Option kOptions[] = {
      [](Options& options, const std::string& argument) { options.capture = argument; }},
     {0, "time-scale", "X", "multiply every pause of the tool and the devices by X",
      [](Options& options, const std::string& argument) {
-         options.timeScale = number(argument, 1e6);
+         options.timeScale = number(argument, 0, 1e6);
      }},
     {0, "user-id", "N", "the user id that the tool sees (default: 0)",
-     [](Options& options, const std::string& argument) {
-         options.userId = number(argument, std::numeric_limits<unsigned>::max());
-     }},
+     [](Options& options, const std::string& argument) { options.userId = userId(argument); }},
     {0, "no-generator", "", "start without the signal generator's adapter",
      [](Options& options, const std::string&) { options.generator = false; }},
     {0, "generator-fault", "KIND", "as a module's fault: KIND[@COMMAND]",
