@@ -1,8 +1,9 @@
 #include "station/line.h"
 
 #include <fcntl.h>
-#include <sys/ioctl.h>
+#include <sys/stat.h>
 #include <termios.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -11,169 +12,147 @@
 #include <utility>
 
 namespace station {
-namespace {
 
-constexpr std::size_t kLongestLine = 4096;
+static constexpr std::size_t kLongestLine = 4096;
+static constexpr int kReadsAtOnce = 64;  // so that one who never stops writing stops no other line
+static constexpr std::string_view kChatter = "\r\n^RSSI: 18\r\n";
 
-[[noreturn]] void fail(const std::string& what) {
-    throw std::system_error(errno, std::generic_category(), what);
-}
-
-}  // namespace
-
-Line::Line(std::string name, std::unique_ptr<Instrument> instrument, Fault fault, double timeScale,
-           Transcript* transcript)
-    : name_(std::move(name)),
+Line::Line(LineSettings settings, std::unique_ptr<Instrument> instrument, Transcript* transcript)
+    : settings_(std::move(settings)),
       instrument_(std::move(instrument)),
-      fault_(std::move(fault)),
-      timeScale_(timeScale),
-      transcript_(transcript) {
-    instrument_->note = [this](std::string_view text) { transcript_->add(name_, '!', text); };
-    openPty();
+      transcript_(transcript),
+      pty_(openPty()) {
+    instrument_->note = [this](std::string_view text) { note('!', text); };
+    settings_.place(pty_.slavePath);
 }
 
-void Line::openPty() {
-    master_ = Descriptor(posix_openpt(O_RDWR | O_NOCTTY));
-    if (!master_ || grantpt(master_.get()) == -1 || unlockpt(master_.get()) == -1) fail("pty");
-    slavePath_ = ptsname(master_.get());
-    slave_ = Descriptor(open(slavePath_.c_str(), O_RDWR | O_NOCTTY));
+// The settings are made through the master: a slave that was opened and closed for them would leave
+// the pty looking like one whose users have gone.
+Line::Pty Line::openPty() {
+    Pty pty{Descriptor(posix_openpt(O_RDWR | O_NOCTTY)), "", false};
+    const int master = pty.master.get();
     termios settings = {};
-    if (!slave_ || tcgetattr(slave_.get(), &settings) == -1) fail(slavePath_);
+    if (!pty.master || fcntl(master, F_SETFD, FD_CLOEXEC) == -1 || grantpt(master) == -1 ||
+        unlockpt(master) == -1 || tcgetattr(master, &settings) == -1) {
+        throw std::system_error(errno, std::generic_category(), "pty");
+    }
     cfmakeraw(&settings);
-    tcsetattr(slave_.get(), TCSANOW, &settings);
-    fcntl(master_.get(), F_SETFL, fcntl(master_.get(), F_GETFL) | O_NONBLOCK);
-    fcntl(master_.get(), F_SETFD, FD_CLOEXEC);
-    fcntl(slave_.get(), F_SETFD, FD_CLOEXEC);
+    tcsetattr(master, TCSANOW, &settings);
+    fcntl(master, F_SETFL, O_RDWR | O_NONBLOCK);
+    pty.slavePath = ptsname(master);
+    // As a Mac's callout devices are.
+    if (chmod(pty.slavePath.c_str(), 0666) == -1) {
+        throw std::system_error(errno, std::generic_category(), pty.slavePath);
+    }
+    char byte = 0;
+    pty.endCounts = ::read(master, &byte, 1) == -1 && errno == EAGAIN;
+    return pty;
+}
+
+Clock::duration Line::scaled(std::chrono::duration<double> delay) const {
+    return std::chrono::duration_cast<Clock::duration>(delay * settings_.timeScale);
+}
+
+Clock::time_point Line::nextChatter() const {
+    constexpr Clock::duration kLeast = std::chrono::milliseconds{1};
+    return Clock::now() +
+           std::max(kLeast, scaled(std::chrono::duration<double>(settings_.chatter)));
 }
 
 std::optional<Clock::time_point> Line::nextDue() const {
-    return pending_.empty() ? std::nullopt : std::optional(pending_.front().due);
-}
-
-// A command that nothing is known of yet is the last that was written: its user has not gone.
-bool Line::isFromPresentUser() {
-    if (!users_) return true;
-    if (tenures_.empty()) {
-        ++early_;
-        return true;
-    }
-    const bool present = tenures_.front() == tenure_;
-    tenures_.pop_front();
-    return present;
-}
-
-void Line::take(std::string_view line) {
-    transcript_->add(name_, '>', line);
-    // Whoever sends a command has stopped waiting for earlier answers.
-    std::erase_if(pending_, [](const Pending& step) { return !step.answer.hangUp; });
-    std::vector<Answer> answers = receiveWithFault(fault_, instrument_.get(), line);
-    const bool isPresent = isFromPresentUser();
-    if (!answers.empty() && answers.front().hangUp) {
-        incoming_.clear();  // nobody hears what comes after
-    } else if (!isPresent) {
-        return;
-    }
-    Clock::time_point due = Clock::now();
-    for (Answer& answer : answers) {
-        due += std::chrono::duration_cast<Clock::duration>(answer.delay * timeScale_);
-        pending_.push_back({due, std::move(answer)});
-    }
-}
-
-void Line::fetch() {
-    char bytes[1024];
-    ssize_t count = 0;
-    while ((count = read(master_.get(), bytes, sizeof bytes)) > 0) {
-        incoming_.append(bytes, static_cast<std::size_t>(count));
-        if (incoming_.size() > kLongestLine) break;
-    }
+    if (pending_.empty()) return chatterDue_;
+    const Clock::time_point due = pending_.front().due;
+    return chatterDue_ ? std::min(due, *chatterDue_) : due;
 }
 
 bool Line::receive() {
-    bool taken = false;
+    taken_ = false;
+    if (!read()) endTenure();
+    return taken_;
+}
+
+// Takes what users have written. False when they have gone and all of it is taken.
+bool Line::read() {
+    for (int reads = 0; reads < kReadsAtOnce; ++reads) {
+        char bytes[1024];
+        const ssize_t count = ::read(masterDescriptor(), bytes, sizeof bytes);
+        if (count == -1 && errno != EIO) return true;
+        if (count <= 0) return !pty_.endCounts;
+        pty_.endCounts = true;
+        incoming_.append(bytes, static_cast<std::size_t>(count));
+        takeLines();
+    }
+    return true;
+}
+
+void Line::takeLines() {
     for (;;) {
         const std::size_t end = incoming_.find_first_of("\r\n");
         if (end == std::string::npos) break;
         const std::string line = incoming_.substr(0, end);
         incoming_.erase(0, end + 1);
-        if (line.empty()) continue;
-        take(line);
-        taken = true;
+        if (!line.empty()) take(line);
     }
     if (incoming_.size() > kLongestLine) incoming_.clear();
-    // Whoever types writes a command in pieces.
-    if (taken && incoming_.empty()) tenures_.clear();
-    return taken;
 }
 
-void Line::writeOut() {
-    const ssize_t count = write(master_.get(), outgoing_.data(), outgoing_.size());
-    if (count > 0) outgoing_.erase(0, static_cast<std::size_t>(count));
-    if (count == -1 && errno != EAGAIN) outgoing_.clear();
+void Line::take(std::string_view line) {
+    note('>', line);
+    taken_ = true;
+    // Whoever sends a command has stopped waiting for earlier answers.
+    std::erase_if(pending_, [](const Pending& step) { return !step.answer.hangUp; });
+    std::vector<Answer> answers = receiveWithFault(settings_.fault, instrument_.get(), line);
+    if (!answers.empty() && answers.front().hangUp) incoming_.clear();  // nobody hears the rest
+    Clock::time_point due = Clock::now();
+    for (Answer& answer : answers) {
+        due += scaled(answer.delay);
+        pending_.push_back({due, std::move(answer)});
+    }
+    if (settings_.chatter > 0 && !chatterDue_) chatterDue_ = nextChatter();
 }
 
-bool Line::advance(Clock::time_point now) {
-    if (!outgoing_.empty()) writeOut();
+// What does not fit is lost, as on a real line that nobody reads.
+void Line::write(std::string_view bytes) {
+    if (bytes.empty()) return;
+    note('<', bytes);
+    [[maybe_unused]] const ssize_t count = ::write(masterDescriptor(), bytes.data(), bytes.size());
+}
+
+void Line::advance(Clock::time_point now) {
     while (!pending_.empty() && pending_.front().due <= now) {
         const Answer answer = std::move(pending_.front().answer);
         pending_.pop_front();
-        // As a real line loses what nobody reads.
-        if (users_ == 0 && !answer.hangUp) continue;
-        if (!answer.bytes.empty()) {
-            transcript_->add(name_, '<', answer.bytes);
-            outgoing_ += answer.bytes;
-            writeOut();
-        }
-        if (!answer.hangUp) continue;
-        transcript_->add(name_, '!', "hang up");
-        dropTraffic();
-        if (users_) users_ = 0;
-        old_ = std::move(master_);
-        openPty();
-        return true;
+        write(answer.bytes);
+        if (answer.hangUp) return hangUp();
     }
-    return false;
+    if (!chatterDue_ || *chatterDue_ > now) return;
+    write(kChatter);
+    chatterDue_ = nextChatter();
 }
 
 void Line::dropTraffic() {
-    pending_.clear();
-    outgoing_.clear();
     incoming_.clear();
-    tenures_.clear();
-    early_ = 0;
+    pending_.clear();
+    chatterDue_.reset();
 }
 
-void Line::userCame() {
-    if (users_ == 0) early_ = 0;
-    users_ = users_.value_or(0) + 1;
+void Line::endTenure() {
+    dropTraffic();
+    Pty next = openPty();
+    settings_.place(next.slavePath);
+    // Whoever was on the way to the old pty may have opened it by now: he keeps it.
+    if (read()) return settings_.place(pty_.slavePath);
+    dropTraffic();
+    pty_ = std::move(next);
+    note('!', "close");
 }
 
-void Line::userWrote() {
-    if (early_ > 0) {
-        --early_;
-    } else {
-        tenures_.push_back(tenure_);
-    }
-}
-
-void Line::userWent() {
-    users_ = std::max(0, users_.value_or(1) - 1);
-    if (*users_ > 0) return;
-    ++tenure_;
-    // The last to go takes exclusive use, unread bytes and half a command along; a pty keeps them
-    // as long as its other end is open.
-    ioctl(slave_.get(), TIOCNXCL);
-    tcflush(slave_.get(), TCIFLUSH);
-    outgoing_.clear();
-    const Clock::time_point now = Clock::now();
-    std::erase_if(pending_,
-                  [now](const Pending& step) { return !step.answer.hangUp || step.due > now; });
-    int unread = 0;
-    ioctl(master_.get(), FIONREAD, &unread);
-    if (unread == 0 && incoming_.find_first_of("\r\n") == std::string::npos) {
-        incoming_.clear();
-        tenures_.clear();
-    }
+void Line::hangUp() {
+    note('!', "hang up");
+    dropTraffic();
+    Pty next = openPty();
+    settings_.place(next.slavePath);
+    pty_ = std::move(next);
 }
 
 }  // namespace station

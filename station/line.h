@@ -6,6 +6,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "station/descriptor.h"
 #include "station/fault.h"
@@ -16,64 +17,77 @@ namespace station {
 
 using Clock = std::chrono::steady_clock;
 
-// A simulated serial line: a pty with an instrument behind it. Answers are put on the wire when
-// they are due, each in one write, and only as long as somebody has the line open.
+// What a line is besides its instrument.
+struct LineSettings {
+    std::string name;
+    Fault fault;
+    double chatter = 0;  // seconds from one unsolicited line to the next; 0: there are none
+    double timeScale = 1;
+    // Puts the line's device node in place, or moves it, so that it leads to this pty.
+    std::function<void(const std::string& slavePath)> place;
+};
+
+// A simulated serial line: a node that leads to a pty with an instrument behind it.
+//
+// A tenure is the time from the first user's open to the last one's close. Each has a pty of its
+// own, of which the station holds only the master:
+// - The pty is made, raw and open to every user, before its tenure; the node leads to it.
+// - Commands go to the instrument as they come. Answers wait in `pending_` until they are due, and
+//   a new command drops those that its user has stopped waiting for.
+// - Once the users have closed and all that they wrote is read, the master reads as ended. Commands
+//   that were complete have taken effect by then. Answers that are pending, half a command,
+//   chatter, unread bytes and exclusive use end with the pty.
+// - The new pty exists before the node is moved, and the node is moved before the old master is
+//   closed: so there is always a node, and it leads to a pty that lives.
+// - A fault that hangs up does the same while the user is still there.
 class Line {
   public:
-    Line(std::string name, std::unique_ptr<Instrument> instrument, Fault fault, double timeScale,
-         Transcript* transcript);
+    // Makes the first pty and places it.
+    Line(LineSettings settings, std::unique_ptr<Instrument> instrument, Transcript* transcript);
 
-    const std::string& name() const { return name_; }
+    const std::string& name() const { return settings_.name; }
     const Instrument& instrument() const { return *instrument_; }
-    int masterDescriptor() const { return master_.get(); }
-    const std::string& slavePath() const { return slavePath_; }
-    bool wantsToWrite() const { return !outgoing_.empty(); }
+    int masterDescriptor() const { return pty_.master.get(); }
     std::optional<Clock::time_point> nextDue() const;
 
-    // Reads what the tool has sent.
-    void fetch();
-    // Hands the commands that are complete to the instrument. True when there was one. What is
-    // known by then of users decides who gets the answers.
+    // Hands what users have written to the instrument, and ends their tenure if they have gone.
+    // True when the instrument has taken a command.
     bool receive();
-    // Writes what is due and what did not fit before. True when the line hangs up and is another
-    // pty now; the old one is there until hangUp, so that a new node can be in place before.
-    bool advance(Clock::time_point now);
-    void hangUp() { old_ = Descriptor(); }
-
-    // What users do with the line, where the host can tell. An answer must reach the run that asked
-    // and no other, even if that one was killed and the next is there already.
-    void countUsers() { users_ = 0; }
-    void userCame();
-    void userWrote();
-    void userWent();
+    // Writes the answers that are due, each in one write, and hangs up if that is due.
+    void advance(Clock::time_point now);
 
   private:
+    struct Pty {
+        Descriptor master;
+        std::string slavePath;
+        // Some hosts report the end of a pty that nobody has opened yet. There it counts once
+        // something was read.
+        bool endCounts;
+    };
     struct Pending {
         Clock::time_point due;
         Answer answer;
     };
-    void openPty();
-    void dropTraffic();
-    void writeOut();
+    static Pty openPty();
+    bool read();
+    void takeLines();
     void take(std::string_view line);
-    bool isFromPresentUser();
+    void dropTraffic();
+    void endTenure();
+    void hangUp();
+    void note(char mark, std::string_view text) { transcript_->add(name(), mark, text); }
+    void write(std::string_view bytes);
+    Clock::duration scaled(std::chrono::duration<double> delay) const;
+    Clock::time_point nextChatter() const;
 
-    std::string name_;
+    LineSettings settings_;
     std::unique_ptr<Instrument> instrument_;
-    Fault fault_;
-    double timeScale_;
     Transcript* transcript_;
-    Descriptor master_;
-    Descriptor slave_;  // held, so that the line does not hang up between its users
-    Descriptor old_;    // the master of the pty that is to hang up
-    std::string slavePath_;
+    Pty pty_;
+    bool taken_ = false;  // a command, since receive() was called
     std::string incoming_;
     std::deque<Pending> pending_;
-    std::string outgoing_;
-    std::optional<int> users_;
-    int tenure_ = 0;           // counts up whenever the last user goes
-    std::deque<int> tenures_;  // in which the commands were written that are still to be taken
-    int early_ = 0;            // commands taken before it was known that they were written
+    std::optional<Clock::time_point> chatterDue_;
 };
 
 }  // namespace station

@@ -1,3 +1,6 @@
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <cstdio>
 #include <exception>
 #include <stdexcept>
@@ -5,8 +8,16 @@
 #include "station/options.h"
 #include "station/station.h"
 
+// A stream that is closed would be the number of the next file to be opened, and be written to.
+static void occupyStandardStreams() {
+    int fd = 0;
+    while (fd >= 0 && fd <= STDERR_FILENO) fd = open("/dev/null", O_RDONLY);
+    if (fd > STDERR_FILENO) close(fd);
+}
+
 int main(int argc, char** argv) {
     constexpr int kUsageStatus = 2;
+    occupyStandardStreams();
     try {
         const station::Options options = station::parseOptions(argc, argv);
         if (options.help) {

@@ -18,6 +18,8 @@ struct ModuleSpec {
     bool asleep = false;
     int temperatures[2] = {41, 43};
     bool phonebookStuck = false;
+    double chatter = 0;  // seconds from one unsolicited line to the next; 0: there are none
+    std::string device;  // a real tty in place of a simulated module; empty: none
     Fault fault;
 };
 

@@ -50,6 +50,8 @@ constexpr Option kOptions[] = {
      [](Options& options, const std::string& argument) {
          options.generatorFault = parseFault(argument);
      }},
+    {0, "generator-device", "PATH", "a real tty in the simulated generator's place",
+     [](Options& options, const std::string& argument) { options.generatorDevice = argument; }},
     {0, "driver-loaded", "", "start with the adapter's driver loaded",
      [](Options& options, const std::string&) { options.driverLoaded = true; }},
     {0, "verbose", "", "show the wire traffic on standard error",

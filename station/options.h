@@ -18,6 +18,7 @@ struct Options {
     unsigned userId = 0;
     bool generator = true;
     Fault generatorFault;
+    std::string generatorDevice;  // a real tty in the simulated generator's place; empty: none
     bool driverLoaded = false;
     bool verbose = false;
     bool help = false;

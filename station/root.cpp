@@ -1,11 +1,14 @@
 #include "station/root.h"
 
+#include <fcntl.h>
+#include <sys/file.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
+#include <stdexcept>
 #include <system_error>
 
 #include "station/registry_capture.h"
@@ -15,24 +18,23 @@ namespace {
 
 namespace fs = std::filesystem;
 
+constexpr fs::perms kOpenToAll{0755};
+
 // The driver tools keep the driver's state in a file, which the station watches; so they work, and
 // end, whether the station still runs or not.
 constexpr std::string_view kKextstat = R"(#!/bin/sh
 # Lists the loaded kernel extensions.
-root=${0%/usr/sbin/*}
-cat <<'END'
-Index Refs Address            Size       Wired      Name (Version) <Linked Against>
+echo 'Index Refs Address            Size       Wired      Name (Version) <Linked Against>
     1   92 0xffffff7f80a3d000 0x10e0     0x10e0     com.apple.kpi.bsd (20.6.0)
-   23    4 0xffffff7f81034000 0x9000     0x9000     com.apple.iokit.IOSerialFamily (11) <5 1>
-END
-grep -q '^loaded=yes' "$root/state/driver" &&
+   23    4 0xffffff7f81034000 0x9000     0x9000     com.apple.iokit.IOSerialFamily (11) <5 1>'
+read -r state <"${0%/usr/sbin/*}/state/driver"
+[ "$state" != loaded=yes ] ||
     echo '  141    0 0xffffff7f83a51000 0xb000     0xb000     com.tarnwick.driver.KeyspanUSAdriver (2.6.1) <23 5>'
-exit 0
 )";
 
 constexpr std::string_view kKextload = R"(#!/bin/sh
 # Loads the adapter's driver.
-root=${0%/sbin/*}
+state=${0%/sbin/*}/state/driver
 case $1 in
 */KeyspanUSAdriver.kext) ;;
 *)
@@ -40,36 +42,44 @@ case $1 in
     exit 71
     ;;
 esac
-echo loaded=yes >"$root/state/driver.new" && mv "$root/state/driver.new" "$root/state/driver"
+echo loaded=yes >"$state.$$" && mv "$state.$$" "$state"
 )";
 
 constexpr std::string_view kKextunload = R"(#!/bin/sh
 # Unloads the adapter's driver; the adapter's node goes with it.
 root=${0%/sbin/*}
-grep -q '^loaded=yes' "$root/state/driver" || {
+read -r state <"$root/state/driver"
+[ "$state" = loaded=yes ] || {
     echo "(kernel) Kext not found for unload request."
     exit 3
 }
-echo loaded=no >"$root/state/driver.new" && mv "$root/state/driver.new" "$root/state/driver"
+echo loaded=no >"$root/state/driver.$$" && mv "$root/state/driver.$$" "$root/state/driver"
 rm -f "$root/dev/tty.KeySerial1"
 )";
 
-fs::path makeTemporary() {
+[[noreturn]] void fail(const std::string& what) {
+    throw std::system_error(errno, std::generic_category(), what);
+}
+
+std::string makeTemporary() {
     const char* base = getenv("TMPDIR");
-    std::string pattern = std::string(base != nullptr ? base : "/tmp") + "/tarnwick-station.XXXXXX";
-    if (mkdtemp(pattern.data()) == nullptr) {
-        throw std::system_error(errno, std::generic_category(), pattern);
-    }
-    // A tool that runs as another user reaches the devices, too.
-    fs::permissions(pattern, fs::perms{0755});
+    if (base == nullptr || *base == '\0') base = "/tmp";
+    std::string pattern = std::string(base) + "/tarnwick-station.XXXXXX";
+    if (mkdtemp(pattern.data()) == nullptr) fail(pattern);
     return pattern;
 }
 
 }  // namespace
 
 Root::Root(const std::string& directory) : temporary_(directory.empty()) {
-    if (!temporary_) fs::create_directories(directory);
-    path_ = temporary_ ? makeTemporary() : fs::canonical(directory);
+    const bool made = temporary_ || fs::create_directories(directory);
+    path_ = fs::canonical(temporary_ ? makeTemporary() : directory);
+    if (made) fs::permissions(path_, kOpenToAll);
+    lock_ = Descriptor(open(path_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!lock_) fail(path_.string());
+    if (flock(lock_.get(), LOCK_EX | LOCK_NB) == -1 && errno == EWOULDBLOCK) {
+        throw std::runtime_error(path_.string() + ": another station is at work there");
+    }
 }
 
 Root::~Root() {
@@ -90,8 +100,8 @@ void Root::unlinkDevices() const {
 }
 
 void Root::fill(const RootContent& content) {
-    for (const char* folder : {"ioregistry", "dev", "usr/sbin", "sbin", "tmp", "state"}) {
-        fs::create_directories(path_ / folder);
+    for (const char* folder : {"ioregistry", "dev", "usr", "usr/sbin", "sbin", "tmp", "state"}) {
+        if (fs::create_directory(path_ / folder)) fs::permissions(path_ / folder, kOpenToAll);
     }
     fs::permissions(path_ / "tmp", fs::perms{01777});
     unlinkDevices();  // a station that was killed has left its own
@@ -112,22 +122,19 @@ bool Root::exists() const {
 }
 
 // Written beside and moved into place, so that nobody ever reads a half of it.
-void Root::writeFile(const fs::path& file, std::string_view text) const {
-    const fs::path target = path_ / file;
-    fs::path beside = target;
-    beside += ".part";
+void Root::writeFile(const std::string& name, std::string_view text, fs::perms mode) const {
+    const fs::path beside = path_ / (name + ".part");
     std::ofstream stream(beside, std::ios::binary | std::ios::trunc);
     stream << text;
     stream.close();
-    if (!stream) throw std::system_error(errno, std::generic_category(), beside.string());
-    fs::rename(beside, target);
+    if (!stream) fail(beside.string());
+    fs::permissions(beside, mode);
+    fs::rename(beside, path_ / name);
 }
 
 void Root::writeTool(const std::string& name, std::string_view script) const {
     // A tool that somebody put there is meant to be used.
-    if (access((path_ / name).c_str(), X_OK) == 0) return;
-    writeFile(name, script);
-    fs::permissions(path_ / name, fs::perms{0755});
+    if (access((path_ / name).c_str(), X_OK) != 0) writeFile(name, script, kOpenToAll);
 }
 
 void Root::linkDevice(const std::string& name, const std::string& target) const {

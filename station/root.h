@@ -1,9 +1,12 @@
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "station/descriptor.h"
 
 namespace station {
 
@@ -21,7 +24,9 @@ struct RootContent {
 };
 
 // The folder that stands in for the Mac's root folder: registry captures, device nodes, driver
-// tools, state files. Throws std::system_error or std::invalid_argument.
+// tools, state files. It is one station's alone: a lock on the folder refuses the next. Whoever
+// runs the tool can read what is in it, whatever the operator's umask. Throws std::runtime_error,
+// or std::invalid_argument when a capture is none.
 class Root {
   public:
     // Makes a temporary folder, which is removed with the object, or uses and keeps `directory`.
@@ -42,11 +47,13 @@ class Root {
 
   private:
     void unlinkDevices() const;
-    void writeFile(const std::filesystem::path& file, std::string_view text) const;
+    void writeFile(const std::string& name, std::string_view text,
+                   std::filesystem::perms mode = std::filesystem::perms{0644}) const;
     void writeTool(const std::string& name, std::string_view script) const;
 
     std::filesystem::path path_;
     bool temporary_;
+    Descriptor lock_;
 };
 
 }  // namespace station

@@ -12,19 +12,24 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
+#include <string_view>
 #include <system_error>
+#include <utility>
 
 #include "station/module.h"
 #include "station/signal_generator.h"
+#include "station/watch.h"
 
 namespace station {
 namespace {
 
 constexpr const char* kAdapter = "tty.KeySerial1";
 constexpr std::chrono::milliseconds kAdapterDelay{1500};  // from the driver's load to the node
-constexpr std::chrono::milliseconds kLookAround{100};     // where the host cannot tell of changes
-constexpr int kFirstPort = 19;
-constexpr int kPortStep = 10;
+constexpr std::chrono::milliseconds kLookAround{20};      // where the host cannot tell of changes
+constexpr std::chrono::milliseconds kRootCheck{1000};     // a root that is moved away tells nobody
+constexpr std::size_t kFirstPort = 19;
+constexpr std::size_t kPortStep = 10;
 
 // Signals and the end of the command wake the loop through a pipe.
 int signalPipe[2] = {-1, -1};
@@ -43,14 +48,27 @@ std::string quoted(const std::string& text) {
     return word + "'";
 }
 
+std::string absolute(const std::string& path) {
+    return std::filesystem::absolute(path).string();
+}
+
 std::chrono::milliseconds scaled(std::chrono::milliseconds delay, double scale) {
-    return std::chrono::duration_cast<std::chrono::milliseconds>(delay * scale);
+    constexpr std::chrono::milliseconds kLeast{1};
+    return std::max(kLeast, std::chrono::duration_cast<std::chrono::milliseconds>(delay * scale));
+}
+
+void complain(const char* sentence) {
+    fprintf(stderr, "tarnwick-station: %s\n", sentence);
+}
+
+[[noreturn]] void fail(const char* what) {
+    throw std::system_error(errno, std::generic_category(), what);
 }
 
 }  // namespace
 
 SignalCatcher::SignalCatcher() {
-    if (pipe(signalPipe) == -1) throw std::system_error(errno, std::generic_category(), "pipe");
+    if (pipe(signalPipe) == -1) fail("pipe");
     for (const int end : signalPipe) {
         fcntl(end, F_SETFD, FD_CLOEXEC);
         fcntl(end, F_SETFL, O_NONBLOCK);
@@ -61,7 +79,9 @@ SignalCatcher::SignalCatcher() {
          {SIGHUP, SIGINT, SIGQUIT, SIGALRM, SIGTERM, SIGUSR1, SIGUSR2, SIGXCPU, SIGCHLD}) {
         sigaction(signal, &action, nullptr);
     }
+    // A write that fails says so.
     std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
 }
 
 Station::Station(const Options& options) : options_(options), root_(options.root) {
@@ -72,50 +92,57 @@ Station::Station(const Options& options) : options_(options), root_(options.root
     content.timeScale = options_.timeScale;
     content.userId = options_.userId;
     content.driverLoaded = options_.driverLoaded;
-    for (const ModuleSpec& spec : options_.modules) addModule(spec, &content);
-    root_.fill(content);
-    for (const auto& line : modules_) {
-        root_.linkDevice("cu." + line->name(), line->slavePath());
-        saveState(*line);
+    for (const ModuleSpec& spec : options_.modules) {
+        const std::size_t number = kFirstPort + kPortStep * content.ports.size();
+        content.ports.push_back({"wwanCMD" + std::to_string(number), spec.productId});
     }
-    generator_ = std::make_unique<Line>("generator", std::make_unique<SignalGenerator>(&field_),
-                                        options_.generatorFault, options_.timeScale, &transcript_);
-    saveState(*generator_);
-    for (const auto& line : modules_) watchLine(line.get());
-    watchLine(generator_.get());
-    watchRoot();
+    root_.fill(content);
+    for (std::size_t index = 0; index < content.ports.size(); ++index) {
+        addModule(options_.modules[index], content.ports[index], static_cast<int>(index));
+    }
+    if (options_.generator) addGenerator();
+    const char* lookAround = getenv("TARNWICK_LOOK_AROUND");
+    if (lookAround == nullptr || lookAround != std::string_view("yes")) {
+        watch_ = watchFolder((root_.path() / "state").string());
+    }
     driverLoaded_ = root_.driverLoaded();
     if (driverLoaded_) showAdapter();
 }
 
-void Station::addModule(const ModuleSpec& spec, RootContent* content) {
-    const int index = static_cast<int>(modules_.size());
-    const std::string name = "wwanCMD" + std::to_string(kFirstPort + kPortStep * index);
-    modules_.push_back(std::make_unique<Line>(name, std::make_unique<Module>(spec, index, field_),
-                                              spec.fault, options_.timeScale, &transcript_));
-    content->ports.push_back({name, spec.productId});
+void Station::addModule(const ModuleSpec& spec, const RootContent::Port& port, int index) {
+    const std::string node = "cu." + port.name;
+    if (!spec.device.empty()) return root_.linkDevice(node, absolute(spec.device));
+    addLine({port.name, spec.fault, spec.chatter, options_.timeScale,
+             [this, node](const std::string& slavePath) { root_.linkDevice(node, slavePath); }},
+            std::make_unique<Module>(spec, index, field_));
 }
 
-void Station::watchLine(Line* line) {
-    const std::string path = line->slavePath();
-    const bool watched = watch_.users(path, [this, line, path](Watch::Event event) {
-        if (path != line->slavePath()) return;  // a pty that has hung up
-        if (event == Watch::Event::kWritten) return line->userWrote();
-        const bool came = event == Watch::Event::kOpened;
-        came ? line->userCame() : line->userWent();
-        transcript_.add(line->name(), '!', came ? "open" : "close");
-    });
-    if (watched) line->countUsers();
+void Station::addGenerator() {
+    if (!options_.generatorDevice.empty()) {
+        adapter_ = absolute(options_.generatorDevice);
+        return;
+    }
+    addLine({"generator", options_.generatorFault, 0, options_.timeScale,
+             [this](const std::string& slavePath) {
+                 adapter_ = slavePath;
+                 if (driverLoaded_ && !adapterDue_) showAdapter();
+             }},
+            std::make_unique<SignalGenerator>(&field_));
 }
 
-void Station::watchRoot() {
-    canWatch_ = watch_.folder((root_.path() / "state").string(), [this](Watch::Event event) {
-        if (event == Watch::Event::kReplaced) driverChanged();
-    });
+void Station::addLine(LineSettings settings, std::unique_ptr<Instrument> instrument) {
+    lines_.push_back(
+        std::make_unique<Line>(std::move(settings), std::move(instrument), &transcript_));
+    saveState(*lines_.back());
 }
 
+// A disk that is full costs the state file and nothing else.
 void Station::saveState(const Line& line) {
-    root_.writeState(line.name(), line.instrument().state());
+    try {
+        root_.writeState(line.name(), line.instrument().state());
+    } catch (const std::exception& error) {
+        if (!std::exchange(stateFailed_, true)) complain(error.what());
+    }
 }
 
 void Station::driverChanged() {
@@ -134,8 +161,8 @@ void Station::driverChanged() {
 // The driver may have gone again in the meantime, with nobody told yet.
 void Station::showAdapter() {
     adapterDue_.reset();
-    if (!options_.generator || !root_.driverLoaded()) return;
-    root_.linkDevice(kAdapter, generator_->slavePath());
+    if (adapter_.empty() || !root_.driverLoaded()) return;
+    root_.linkDevice(kAdapter, adapter_);
     if (!root_.driverLoaded()) root_.unlinkDevice(kAdapter);
 }
 
@@ -145,12 +172,13 @@ void Station::startCommand() {
     for (std::string& word : options_.command) words.push_back(word.data());
     words.push_back(nullptr);
     child_ = fork();
-    if (child_ == -1) throw std::system_error(errno, std::generic_category(), "fork");
+    if (child_ == -1) fail("fork");
     if (child_ > 0) return;
 #ifdef __linux__
     prctl(PR_SET_PDEATHSIG, SIGTERM);
 #endif
     std::signal(SIGPIPE, SIG_DFL);
+    std::signal(SIGXFSZ, SIG_DFL);
     execvp(words.front(), words.data());
     fprintf(stderr, "tarnwick-station: %s: %s\n", words.front(),
             std::generic_category().message(errno).c_str());
@@ -159,63 +187,47 @@ void Station::startCommand() {
 
 void Station::announce() const {
     printf("export TARNWICK_STATION=%s\n", quoted(root_.path()).c_str());
-    fflush(stdout);
+    if (fflush(stdout) != 0) fail("standard output");
     if (isatty(STDERR_FILENO) == 0) return;
-    fprintf(stderr, "Serving %zu module(s):", modules_.size());
-    for (const auto& line : modules_) fprintf(stderr, " /dev/cu.%s", line->name().c_str());
+    fprintf(stderr, "Serving %zu module(s):", options_.modules.size());
+    for (const auto& line : lines_) fprintf(stderr, " %s", line->name().c_str());
     fprintf(stderr,
             "\nRun the line above in another shell, then Tarnwick there. Interrupt to end.\n");
 }
 
 int Station::timeout() const {
-    std::optional<Clock::time_point> due = adapterDue_;
-    const auto consider = [&due](const Line& line) {
-        const auto next = line.nextDue();
-        if (next && (!due || *next < *due)) due = next;
-    };
-    for (const auto& line : modules_) consider(*line);
-    consider(*generator_);
-    if (!due) return canWatch_ ? -1 : static_cast<int>(kLookAround.count());
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(*due - Clock::now());
-    return static_cast<int>(std::clamp<std::int64_t>(left.count(), 0, 60000));
+    const auto now = Clock::now();
+    Clock::time_point due = now + (watch_ ? kRootCheck : scaled(kLookAround, options_.timeScale));
+    if (adapterDue_) due = std::min(due, *adapterDue_);
+    for (const auto& line : lines_) due = std::min(due, line->nextDue().value_or(due));
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(due - now);
+    return static_cast<int>(std::max<std::int64_t>(left.count(), 0));
 }
 
-void Station::step() {
-    std::vector<pollfd> waits = {{signalPipe[0], POLLIN, 0}, {watch_.descriptor(), POLLIN, 0}};
-    std::vector<Line*> lines;
-    for (const auto& line : modules_) lines.push_back(line.get());
-    lines.push_back(generator_.get());
-    for (const Line* line : lines) {
-        const int events = POLLIN | (line->wantsToWrite() ? POLLOUT : 0);
-        waits.push_back({line->masterDescriptor(), static_cast<short>(events), 0});
+void Station::wait() const {
+    std::vector<pollfd> waits = {{signalPipe[0], POLLIN, 0}};
+    if (watch_) {
+        waits.push_back({watch_.get(), POLLIN, 0});
+        for (const auto& line : lines_) waits.push_back({line->masterDescriptor(), POLLIN, 0});
     }
-    if (poll(waits.data(), waits.size(), timeout()) == -1 && errno != EINTR) {
-        throw std::system_error(errno, std::generic_category(), "poll");
-    }
-    handleSignals();
-    // What has been written was told of before, or is the last thing that was done to the line.
-    for (Line* line : lines) line->fetch();
-    watch_.dispatch();
-    for (Line* line : lines) {
+    const int result = poll(waits.data(), static_cast<nfds_t>(waits.size()), timeout());
+    if (result == -1 && errno != EINTR) fail("poll");
+}
+
+void Station::serveLines() {
+    for (const auto& line : lines_) {
         if (line->receive()) saveState(*line);
     }
     const Clock::time_point now = Clock::now();
-    if (adapterDue_ && *adapterDue_ <= now) showAdapter();
-    for (Line* line : lines) {
-        if (!line->advance(now)) continue;
-        watchLine(line);
-        if (line != generator_.get()) {
-            root_.linkDevice("cu." + line->name(), line->slavePath());
-        } else if (driverLoaded_) {
-            showAdapter();
-        }
-        line->hangUp();
-    }
-    if (!canWatch_) driverChanged();
-    if (!root_.exists()) {
-        fprintf(stderr, "tarnwick-station: the station root is gone\n");
-        status_ = EXIT_FAILURE;
-    }
+    for (const auto& line : lines_) line->advance(now);
+}
+
+void Station::lookAtRoot() {
+    if (!watch_ || takeChanges(watch_)) driverChanged();
+    if (adapterDue_ && *adapterDue_ <= Clock::now()) showAdapter();
+    if (root_.exists()) return;
+    complain("the station root is gone");
+    status_ = EXIT_FAILURE;
 }
 
 void Station::reapCommand() {
@@ -233,18 +245,25 @@ void Station::handleSignals() {
         } else if (child_ > 0) {
             kill(child_, signal);  // the command decides when to end, and the station with it
         } else if (!status_) {
-            status_ = EXIT_SUCCESS;
+            status_ = options_.command.empty() ? EXIT_SUCCESS : 128 + signal;
         }
     }
 }
 
 int Station::serve() {
+    handleSignals();  // one that came during the start ends it here
+    if (status_) return *status_;
     if (options_.command.empty()) {
         announce();
     } else {
         startCommand();
     }
-    while (!status_) step();
+    while (!status_) {
+        wait();
+        handleSignals();
+        serveLines();
+        lookAtRoot();
+    }
     if (child_ > 0) {
         kill(child_, SIGTERM);
         waitpid(child_, nullptr, 0);

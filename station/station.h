@@ -4,13 +4,15 @@
 
 #include <memory>
 #include <optional>
+#include <string>
 #include <vector>
 
+#include "station/descriptor.h"
 #include "station/line.h"
 #include "station/options.h"
 #include "station/radio.h"
 #include "station/root.h"
-#include "station/watch.h"
+#include "station/transcript.h"
 
 namespace station {
 
@@ -29,31 +31,36 @@ class Station {
     int serve();
 
   private:
-    void addModule(const ModuleSpec& spec, RootContent* content);
-    void watchLine(Line* line);
-    void watchRoot();
+    void addModule(const ModuleSpec& spec, const RootContent::Port& port, int index);
+    void addGenerator();
+    void addLine(LineSettings settings, std::unique_ptr<Instrument> instrument);
     void saveState(const Line& line);
     void driverChanged();
     void showAdapter();
     void startCommand();
     void announce() const;
 
-    int timeout() const;
-    void step();
+    // One turn of the loop is these four, in this order: a signal may end the station, what is
+    // written on the lines has its effect before anything is answered, and the root comes last.
+    void wait() const;
     void handleSignals();
+    void serveLines();
+    void lookAtRoot();
+
+    int timeout() const;
     void reapCommand();
 
     SignalCatcher catcher_;  // before there is a root that a signal could leave behind
     Options options_;
-    Transcript transcript_;
     Root root_;
+    Transcript transcript_;
     RfField field_;
-    Watch watch_;
-    std::vector<std::unique_ptr<Line>> modules_;
-    std::unique_ptr<Line> generator_;
+    std::vector<std::unique_ptr<Line>> lines_;
+    std::string adapter_;  // what the adapter's node leads to; empty: there is no adapter
+    Descriptor watch_;     // of the driver's state; none: the station looks around
     bool driverLoaded_ = false;
-    bool canWatch_ = false;
     std::optional<Clock::time_point> adapterDue_;
+    bool stateFailed_ = false;
     pid_t child_ = -1;
     std::optional<int> status_;
 };

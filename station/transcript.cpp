@@ -42,7 +42,7 @@ static const char* colourOf(char mark) {
 void Transcript::writeTo(const std::string& path) {
     file_.reset(fopen(path.c_str(), "we"));
     if (!file_) throw std::system_error(errno, std::generic_category(), path);
-    setvbuf(file_.get(), nullptr, _IOLBF, 0);
+    path_ = path;
 }
 
 void Transcript::show() {
@@ -54,7 +54,12 @@ void Transcript::add(std::string_view name, char mark, std::string_view text) {
     if (!file_ && !shown_) return;
     const std::chrono::duration<double> time = std::chrono::steady_clock::now() - start_;
     const std::string line = std::string(name) + " " + mark + " " + escape(text);
-    if (file_) fprintf(file_.get(), "%.3f %s\n", time.count(), line.c_str());
+    if (file_ && (fprintf(file_.get(), "%.3f %s\n", time.count(), line.c_str()) < 0 ||
+                  fflush(file_.get()) != 0)) {
+        fprintf(stderr, "tarnwick-station: %s: %s; the transcript ends here\n", path_.c_str(),
+                std::generic_category().message(errno).c_str());
+        file_.reset();
+    }
     if (!shown_) return;
     const char* begin = coloured_ ? colourOf(mark) : "";
     const char* end = coloured_ ? "\033[0m" : "";

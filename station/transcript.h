@@ -18,6 +18,7 @@ class Transcript {
     // Adds standard error, in colour when it is a terminal.
     void show();
 
+    // A file that cannot be written costs a line on standard error, and ends there.
     void add(std::string_view name, char mark, std::string_view text);
 
   private:
@@ -25,6 +26,7 @@ class Transcript {
         void operator()(FILE* file) const { fclose(file); }
     };
     std::unique_ptr<FILE, Closer> file_;
+    std::string path_;
     bool shown_ = false;
     bool coloured_ = false;
     std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();

@@ -10,7 +10,7 @@ _tarnwick_station() {
         case ${COMP_WORDS[place]} in
         --) ended=yes ;;
         -[mrt] | --module | --root | --transcript | --capture | --time-scale | --user-id | \
-            --generator-fault)
+            --generator-fault | --generator-device)
             [ "${COMP_WORDS[place + 1]}" = = ] || place=$((place + 1))
             ;;
         -*) ;;
@@ -30,8 +30,8 @@ _tarnwick_station() {
     elif [ -z "$ended" ] && [ "$place" -eq "$COMP_CWORD" ] && [[ $cur == -* ]]; then
         # shellcheck disable=SC2207 # no choice has a blank
         COMPREPLY=($(compgen -W '-m --module -r --root -t --transcript --capture --time-scale
-            --user-id --no-generator --generator-fault --driver-loaded --verbose --help
-            --version' -- "$cur"))
+            --user-id --no-generator --generator-fault --generator-device --driver-loaded --verbose
+            --help --version' -- "$cur"))
     else
         _command_offset "$place"
     fi
@@ -43,7 +43,7 @@ _tarnwick_station_argument() {
     case $prev in
     -m | --module) _tarnwick_station_module ;;
     -r | --root) _filedir -d ;;
-    -t | --transcript | --capture) _filedir ;;
+    -t | --transcript | --capture | --generator-device) _filedir ;;
     --generator-fault) COMPREPLY=($(compgen -W "$faults" -- "$cur")) ;;
     esac
 }

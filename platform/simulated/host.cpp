@@ -1,6 +1,9 @@
 #include "platform/host.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -81,19 +84,57 @@ static const char* mapDevice(const char* path, char* mapped, std::size_t size) {
     return stationPath(mapped, size, path) ? mapped : path;
 }
 
+static bool isSameFile(const char* node, int fd) {
+    struct stat now = {};
+    struct stat opened = {};
+    return stat(node, &now) == 0 && fstat(fd, &opened) == 0 && now.st_dev == opened.st_dev &&
+           now.st_ino == opened.st_ino;
+}
+
+// A lock tells of other users that lock, from their open on; the exclusive mark tells of the rest,
+// and of one whose pty the station has not replaced yet. Either alone leaves a gap. The node may
+// have been moved to another pty while this one was opened.
+static bool isTaken(const char* node, int fd) {
+    if (flock(fd, LOCK_EX | LOCK_NB) == -1 && errno == EWOULDBLOCK) return true;
+    int exclusive = 0;
+#ifdef TIOCGEXCL
+    if (ioctl(fd, TIOCGEXCL, &exclusive) == -1) exclusive = 0;
+#endif
+    return exclusive != 0 || !isSameFile(node, fd);
+}
+
+// As open(2), with EBUSY for a node that somebody else has, root's included.
+static int openAlone(const char* node, int flags) {
+    const int fd = open(node, flags | O_CLOEXEC);
+    if (fd == -1 || !isTaken(node, fd)) return fd;
+    close(fd);
+    errno = EBUSY;
+    return -1;
+}
+
+// Whether the next try may end better: a station replaces the pty behind a link after each user.
+static bool mayComeFree(const char* node) {
+    if (errno == EBUSY) return true;
+    struct stat link = {};
+    return (errno == ENOENT || errno == EIO || errno == ENXIO) && lstat(node, &link) == 0 &&
+           S_ISLNK(link.st_mode);
+}
+
 namespace host {
 
 int OpenDevice(const char* path, int flags) {
     char mapped[PATH_MAX];
     const char* node = mapDevice(path, mapped, sizeof mapped);
-    // On Linux the exclusive use of a line outlives its user by the moment that the station
-    // needs to notice that it is gone.
-    constexpr int kTries = 100;
+    // An idle station needs less than the short step, one on a busy machine up to a second. Nothing
+    // is held open between two tries: it would keep the old pty in use.
+    constexpr int kTries = 1000;
+    constexpr int kShortTries = 10;
+    constexpr timespec kShortStep = {0, 100000};
     constexpr timespec kStep = {0, 1000000};
-    int fd = open(node, flags | O_CLOEXEC);
-    for (int tries = 0; fd == -1 && errno == EBUSY && tries < kTries; ++tries) {
-        nanosleep(&kStep, nullptr);
-        fd = open(node, flags | O_CLOEXEC);
+    int fd = openAlone(node, flags);
+    for (int tries = 1; fd == -1 && tries < kTries && mayComeFree(node); ++tries) {
+        nanosleep(tries <= kShortTries ? &kShortStep : &kStep, nullptr);
+        fd = openAlone(node, flags);
     }
     return fd;
 }

@@ -175,19 +175,6 @@ class FaultyStation {
           command_(std::move(command)),
           station_(options(dialogue, kinds, command_)) {}
 
-    ~FaultyStation() {
-        station_.stop();
-        std::map<std::string, int> open;
-        for (const std::string& entry : station_.transcript()) {
-            const std::string line = entry.substr(0, entry.find(' '));
-            open[line] += entry.ends_with(" ! open") ? 1 : entry.ends_with(" ! close") ? -1 : 0;
-        }
-        for (std::size_t index = 0; index < kinds_.size(); ++index) {
-            if (kinds_[index].starts_with("hangup")) continue;  // nothing sees that line close
-            EXPECT_EQ(open[lineOf(index)], 0) << kinds_[index] << "@" << command_;
-        }
-    }
-
     // Runs the tool at the line that fails in the way of `kinds[index]`.
     std::string outcome(std::size_t index) {
         const std::string& kind = kinds_[index];

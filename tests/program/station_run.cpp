@@ -30,7 +30,10 @@ Started start(const std::vector<std::string>& program, const std::vector<std::st
               bool takeErrors) {
     int output[2];
     int errors[2];
-    if (pipe2(output, O_CLOEXEC) == -1 || pipe2(errors, O_CLOEXEC) == -1) std::abort();
+    if (pipe(output) == -1 || pipe(errors) == -1) std::abort();
+    for (const int end : {output[0], output[1], errors[0], errors[1]}) {
+        fcntl(end, F_SETFD, FD_CLOEXEC);
+    }
     Started started{fork(), output[0], errors[0]};
     if (started.process == 0) {
         for (const std::string& word : environment) putenv(const_cast<char*>(word.c_str()));

@@ -102,9 +102,68 @@ TEST(Station, ServesUntilItIsTold) {
     const ToolRun next =
         ::station({"-r", killed.root(), "--no-generator", "ls", killed.root() + "/dev"});
     EXPECT_EQ(next.output, "cu.wwanCMD19\n");
-    TestStation station;
-    fs::remove_all(station.root());
-    EXPECT_EQ(station.stop(0), 1);
+    TestStation removed;
+    fs::remove_all(removed.root());
+    EXPECT_EQ(removed.stop(0), 1);
+    TestStation moved;
+    const std::string place = moved.root() + "-moved";
+    fs::rename(moved.root(), place);
+    EXPECT_EQ(moved.stop(0), 1);
+    fs::remove_all(place);
+}
+
+// Scripts with the station as $1, the tool as $2 and a root of its own as $3.
+TEST(Station, BearsItsSurroundings) {
+    TestStation keeper;  // for its folder
+    const std::string root = keeper.root() + "/root";
+    const std::string firmware = "K2_0_7_19AP\n";
+    const struct {
+        const char* script;
+        int status;
+        std::string output;
+        std::string errors = {};
+    } cases[] = {
+        {R"("$1" >/dev/full)", 1, "", "standard output: No space left on device\n"},
+        {R"("$1" >&-)", 1, "", "standard output: Bad file descriptor\n"},
+        {R"(cd / && TMPDIR=tmp "$1" sh -c 'dirname "$TARNWICK_STATION"')", 0, "/tmp\n"},
+        {R"(TMPDIR= "$1" sh -c 'dirname "$TARNWICK_STATION"')", 0, "/tmp\n"},
+        {R"(umask 077; "$1" sh -c 'find -L "$TARNWICK_STATION" ! -perm -444')", 0, ""},
+        {R"("$1" --time-scale 0.005 -t /dev/full "$2" -n)", 0, firmware,
+         "/dev/full: No space left on device; the transcript ends here\n"},
+        {R"("$1" --time-scale 0.005 -r "$3" sh -c '"$1" -r "$3" true; echo $?; "$2" -n' sh "$@")",
+         0, "1\n" + firmware, "ROOT: another station is at work there\n"},
+        {R"("$1" --time-scale 0.005 -r "$3" -t "$3/log" sh -c 'prlimit --fsize=0 --pid $PPID; "$1" -n; "$1" -n' sh "$2")",
+         0, firmware + firmware,
+         "ROOT/log: File too large; the transcript ends here\n"
+         "tarnwick-station: ROOT/state/wwanCMD19.part: File too large\n"},
+        {R"("$1" --time-scale 0.005 -r "$3" sh -c 'for round in 1 2 3 4 5 6 7 8 9 10; do
+                "$3/sbin/kextload" /x/KeyspanUSAdriver.kext &
+            done; wait; ls "$3/state"' sh "$@")",
+         0, "driver\ngenerator\nwwanCMD19\n"},
+    };
+    for (const auto& example : cases) {
+        SCOPED_TRACE(example.script);
+        ToolRun run =
+            runProgram({"sh", "-c", example.script, "sh", stationPath(), toolPath(), root});
+        for (std::size_t at = 0; (at = run.errors.find(root)) != std::string::npos;) {
+            run.errors.replace(at, root.size(), "ROOT");
+        }
+        EXPECT_EQ(run.status, example.status);
+        EXPECT_EQ(run.output, example.output);
+        EXPECT_EQ(run.errors, example.errors.empty() ? "" : "tarnwick-station: " + example.errors);
+    }
+}
+
+// The tool at a station whose devices are another one's.
+TEST(Station, LeadsToRealDevices) {
+    TestStation real({"--driver-loaded"});
+    const std::string generator = real.root() + "/dev/tty.KeySerial1";
+    for (int round = 0; round < 2; ++round) {
+        EXPECT_EQ(station({"--driver-loaded", "--time-scale", "0.005", "--generator-device",
+                           generator, toolPath(), "-c"})
+                      .output,
+                  "Device Identification = Tarnwick Instruments,SG-3000,100042,1.07\n");
+    }
 }
 
 TEST(Station, ServesOnTopOfACapture) {
