@@ -59,7 +59,7 @@ std::vector<Answer> receiveWithFault(const Fault& fault, Instrument* instrument,
         case FaultKind::kSilent:
             return {};
         case FaultKind::kError:
-            return {{std::string(line) + "\r\r\nERROR\r\n"}};
+            return instrument->reject(line);
         case FaultKind::kGarbage:
             return {{allByteValues()}};
         case FaultKind::kHangUp:

@@ -24,6 +24,11 @@ class Instrument {
     // Takes one command line as it came, without its line ends; never empty.
     virtual std::vector<Answer> receive(std::string_view line) = 0;
 
+    // Answers as one that cannot do what the line says, and does nothing.
+    virtual std::vector<Answer> reject(std::string_view line) {
+        return {{std::string(line) + "\r\r\nERROR\r\n"}};
+    }
+
     // The state as "key=value" lines, each ended by a newline, for people and tests.
     virtual std::string state() const = 0;
 

@@ -1,7 +1,11 @@
 #include "station/module.h"
 
+#include <algorithm>
+#include <cctype>
 #include <cstdio>
 #include <cstdlib>
+#include <iterator>
+#include <utility>
 
 #include "station/fault.h"
 
@@ -11,359 +15,535 @@ namespace {
 // The radio takes its time, and whoever switched it does not wait for the answer.
 constexpr std::chrono::milliseconds kSwitching{200};
 
-constexpr std::string_view kPassword = "\"K482\"";
+constexpr int kPlaces = 250;  // in the phonebook
+constexpr int kLargest = 100000000;
+constexpr std::string_view kError = "ERROR";
 
-// The integers of "1,2,3"; nothing when a part is no integer.
-std::optional<std::vector<int>> integers(std::string_view text) {
+// Who takes a command.
+enum class Audience {
+    kBoth,
+    kEvdo,
+    kAsleep,  // an EVDO module that sleeps
+    kHspa,
+    kCard,         // with a SIM that can be read
+    kOpenCard,     // and needs no PIN
+    kDiagnostics,  // after the password
+    kTestMode,
+};
+using enum Audience;
+
+// What the arguments must be: so many integers, the first from 0 to `most` if that is given. No
+// integers: anything goes.
+struct Numbers {
+    std::size_t count = 0;
+    int most = -1;
+};
+
+struct SimAnswers {
+    int code;  // of "+CME ERROR"
+    std::string_view numeric, verbose;
+    std::string_view service;  // the last field of ^SYSINFO
+};
+
+// In the order of SimState.
+constexpr SimAnswers kSim[] = {
+    {0, "", "", "1"},
+    {10, "+CME ERROR: 10", "+CME ERROR: SIM not inserted", "255"},
+    {11, "+CME ERROR: 11", "+CME ERROR: SIM PIN required", "1"},
+    {13, "+CME ERROR: 13", "+CME ERROR: SIM failure", "0"},
+};
+
+template <typename... Values>
+std::string format(const char* pattern, Values... values) {
+    char text[64];
+    std::snprintf(text, sizeof text, pattern, values...);
+    return text;
+}
+
+// The integers of "1,2,3"; none when a part is no integer.
+std::vector<int> integers(std::string_view text) {
     std::vector<int> numbers;
     const std::string copy(text);
     const char* next = copy.c_str();
     for (;;) {
         char* end = nullptr;
         const long number = std::strtol(next, &end, 10);
-        if (end == next || number < -100000000 || number > 100000000) return std::nullopt;
+        if (end == next || number < -kLargest || number > kLargest) return {};
         numbers.push_back(static_cast<int>(number));
         if (*end == '\0') return numbers;
-        if (*end != ',') return std::nullopt;
+        if (*end != ',') return {};
         next = end + 1;
     }
 }
 
-std::optional<int> integer(std::string_view text) {
-    const auto numbers = integers(text);
-    return numbers && numbers->size() == 1 ? std::optional(numbers->front()) : std::nullopt;
-}
-
-// An IMEI's check digit.
-char luhnDigit(std::string_view digits) {
-    int sum = 0;
-    bool doubled = true;
-    for (auto digit = digits.rbegin(); digit != digits.rend(); ++digit, doubled = !doubled) {
-        const int value = (*digit - '0') * (doubled ? 2 : 1);
-        sum += value / 10 + value % 10;
-    }
-    return static_cast<char>('0' + (10 - sum % 10) % 10);
-}
-
-std::string format(const char* pattern, int number) {
-    char text[64];
-    std::snprintf(text, sizeof text, pattern, number);
-    return text;
-}
-
-enum Family { kEvdo = 1, kHspa = 2, kBoth = 3 };
-enum Match { kWhole, kStart };  // a start is followed by the command's arguments
-enum Needs { kNothing, kDiagnostics, kTestMode };
-
 }  // namespace
 
+// A command as it stands behind AT; one that ends in = or a comma is followed by arguments. A basic
+// command, such as E1, stands here as E=1. Its answer holds {names} of values, and is given if
+// there is no function to do, or that returns true; otherwise the answer is ERROR.
 struct Module::Command {
-    Family family;
+    Audience audience;
     std::string_view text;
-    Match match;
-    Needs needs;
-    Result (*run)(Module& module, std::string_view arguments);
+    std::string_view answer = "";
+    Numbers numbers = {};
+    bool (*run)(Module& module, Call& call) = nullptr;
 };
 
-// A setting that has no bearing on what the station shows.
-Module::Result Module::takeInteger(Module&, std::string_view arguments) {
-    return {.ok = integer(arguments).has_value()};
-}
-
 const Module::Command Module::kCommands[] = {
-    {kBoth, "AT", kWhole, kNothing, [](Module&, auto) { return Result{}; }},
-    {kEvdo, "AT+GSN", kWhole, kNothing,
-     [](Module& module, auto) { return Result{.text = format("0x809A%04X", 0x1B20 + module.index_)}; }},
-    {kEvdo, "AT!MDMVER?", kWhole, kNothing,
-     [](Module&, auto) {
-         return Result{.text = "Modem Version:\r\nS/W VER: p2813300,59370\r\nPRI VER: 02.07"};
+    {kEvdo, "+GSN", "0x{id}"},
+    {kEvdo, "+CGSN", "0x{id}"},
+    {kEvdo, "+GCAP", "+GCAP: +CIS707-A, +MS, +ES, +DS"},
+    {kEvdo, "!MDMVER?", "Modem Version:\r\nS/W VER: {firmware}\r\nPRI VER: 02.07"},
+    {kEvdo, "!PRLVER?", "PRL VER:{prl}"},
+    {kAsleep, "!STATUS", "Band: none\r\nChannel: none\r\nPower mode: Sleep"},
+    {kEvdo, "!STATUS",
+     "Band: {band}\r\nChannel: {channel}\r\nPower mode: Awake\r\nTemperature: {temperature0} C\r\n"
+     "System: Idle"},
+    {kEvdo, "!OEM=176"},
+    {kEvdo, "!DIAG", "", {}, [](Module& module, Call&) { return !(module.asleep_ = false); }},
+    {kEvdo, "!RX=1", "", {}, [](Module& module, Call&) { return (module.receiver_ = 1) == 1; }},
+    {kEvdo, "!RX2=1", "", {}, [](Module& module, Call&) { return (module.receiver_ = 2) == 2; }},
+    {kEvdo, "!CHAN?", "Channel = {channel}"},
+    {kEvdo,
+     "!CHAN=",
+     "",
+     {2},
+     [](Module& module, Call& call) {
+         const int number = call.numbers[0];
+         if (!module.selectChannel(cdmaChannel(call.numbers[1], number), number)) return false;
+         module.bandCode_ = call.numbers[1];
+         return true;
      }},
-    {kEvdo, "AT!PRLVER?", kWhole, kNothing, [](Module&, auto) { return Result{.text = "PRL VER:60683"}; }},
-    {kEvdo, "AT!STATUS", kWhole, kNothing,
-     [](Module& module, auto) {
-         if (module.asleep_) return Result{.text = "Band: none\r\nChannel: none\r\nPower mode: Sleep"};
-         return Result{.text = "Band: " + format("%d", module.bandCode_) +
-                               "\r\nChannel: " + format("%d", module.channelNumber_) +
-                               "\r\nPower mode: Awake\r\nTemperature: " +
-                               format("%d", module.spec_.temperatures[0]) + " C\r\nSystem: Idle"};
-     }},
-    {kEvdo, "AT!OEM=176", kWhole, kNothing, [](Module&, auto) { return Result{}; }},
-    {kEvdo, "AT!DIAG", kWhole, kNothing,
-     [](Module& module, auto) {
-         module.asleep_ = false;
-         return Result{};
-     }},
-    {kEvdo, "AT!RX=1", kWhole, kNothing, [](Module& module, auto) { return module.selectReceiver(1); }},
-    {kEvdo, "AT!RX2=1", kWhole, kNothing, [](Module& module, auto) { return module.selectReceiver(2); }},
-    {kEvdo, "AT!CHAN?", kWhole, kNothing,
-     [](Module& module, auto) {
-         return Result{.text = "Channel = " + format("%d", module.channelNumber_)};
-     }},
-    {kEvdo, "AT!CHAN=", kStart, kNothing,
-     [](Module& module, std::string_view arguments) {
-         const auto numbers = integers(arguments);
-         if (!numbers || numbers->size() != 2) return Result{.ok = false};
-         const auto channel = cdmaChannel((*numbers)[1], (*numbers)[0]);
-         if (!channel) return Result{.ok = false};
-         module.channel_ = channel;
-         module.channelNumber_ = (*numbers)[0];
-         module.bandCode_ = (*numbers)[1];
-         return Result{};
-     }},
-    {kEvdo, "AT!RXAGC?", kWhole, kNothing,
-     [](Module& module, auto) {
-         if (module.receiver_ != 1) return Result{.ok = false};
-         return Result{.text = "RX AGC = " + module.level(1) + " dBm"};
-     }},
-    {kEvdo, "AT!RX2AGC?", kWhole, kNothing,
-     [](Module& module, auto) {
-         if (module.receiver_ != 2) return Result{.ok = false};
-         return Result{.text = "RX2 AGC = " + module.level(2) + " dBm"};
+    {kEvdo,
+     "!RXAGC?",
+     "RX AGC = {level} dBm",
+     {},
+     [](Module& module, Call&) { return module.receiver_ == 1; }},
+    {kEvdo,
+     "!RX2AGC?",
+     "RX2 AGC = {level} dBm",
+     {},
+     [](Module& module, Call&) { return module.receiver_ == 2; }},
+
+    {kHspa, "+GSN", "{id}"},
+    {kHspa, "+CGSN", "{id}"},
+    {kHspa, "+GCAP", "+GCAP: +CGSM, +DS, +ES"},
+    {kHspa, "!GVER?", "!GVER: {firmware} C:/WS/FW/{firmware}"},
+    {kHspa, "^HVER", "^HVER: {hardware}"},
+    {kHspa, "!PRIID?", "PRI Part Number: {sku}\r\nRevision: 01.03"},
+    {kHspa, "^CARDMODE", "^CARDMODE:2"},
+    {kHspa, "!GSTATUS?",
+     "!GSTATUS:\r\nMode: {mode}\r\nTemperature: {temperature0}\r\nSystem mode: WCDMA\r\n"
+     "GMM state: REGISTERED"},
+    {kHspa, "!DTEMP? 0", "{temperature0}"},
+    {kHspa, "!DTEMP? 1", "{temperature1}"},
+    {kHspa, "+CFUN?", "+CFUN: {function}"},
+    {kHspa,
+     "+CFUN=",
+     "",
+     {1, 1},
+     [](Module& module, Call& call) {
+         module.radioOn_ = call.numbers[0] == 1;
+         call.delay = kSwitching;
+         return true;
      }},
 
-    {kBoth, "AT^SYSINFO", kWhole, kNothing,
-     [](Module& module, auto) {
-         const bool usable = module.spec_.sim == SimState::kPresent || module.spec_.sim == SimState::kPinPending;
-         if (module.isEvdo() || module.spec_.sim == SimState::kAbsent) {
-             return Result{.text = "^SYSINFO:2,3,0,5,255"};
-         }
-         return Result{.text = usable ? "^SYSINFO:2,3,0,5,1" : "^SYSINFO:2,3,0,5,0"};
-     }},
-    {kHspa, "AT+CGSN", kWhole, kNothing,
-     [](Module& module, auto) {
-         std::string digits = format("01234500678%03d", module.index_ % 1000);
-         return Result{.text = digits + luhnDigit(digits)};
-     }},
-    {kHspa, "AT!GVER?", kWhole, kNothing,
-     [](Module&, auto) { return Result{.text = "!GVER: K2_0_7_19AP C:/WS/FW/K2_0_7_19AP"}; }},
-    {kHspa, "AT^HVER", kWhole, kNothing, [](Module&, auto) { return Result{.text = "^HVER: 1.4"}; }},
-    {kHspa, "AT!PRIID?", kWhole, kNothing,
-     [](Module&, auto) { return Result{.text = "PRI Part Number: 9901042\r\nRevision: 01.03"}; }},
-    {kHspa, "AT^CARDMODE", kWhole, kNothing, [](Module&, auto) { return Result{.text = "^CARDMODE:2"}; }},
-    {kHspa, "AT!GSTATUS?", kWhole, kNothing,
-     [](Module& module, auto) {
-         return Result{.text = std::string("!GSTATUS:\r\nMode: ") +
-                               (module.radioOn_ ? "ONLINE" : "LOW POWER") + "\r\nTemperature: " +
-                               format("%d", module.spec_.temperatures[0]) +
-                               "\r\nSystem mode: WCDMA\r\nGMM state: REGISTERED"};
-     }},
-    {kHspa, "AT+CFUN?", kWhole, kNothing,
-     [](Module& module, auto) { return Result{.text = module.radioOn_ ? "+CFUN: 1" : "+CFUN: 0"}; }},
-    {kHspa, "AT+CFUN=", kStart, kNothing,
-     [](Module& module, std::string_view arguments) {
-         const auto mode = integer(arguments);
-         if (!mode || *mode < 0 || *mode > 1) return Result{.ok = false};
-         module.radioOn_ = *mode == 1;
-         return Result{.delay = kSwitching};
-     }},
-    {kHspa, "AT!DTEMP? ", kStart, kNothing,
-     [](Module& module, std::string_view arguments) {
-         const auto thermistor = integer(arguments);
-         if (!thermistor || *thermistor < 0 || *thermistor > 1) return Result{.ok = false};
-         return Result{.text = format("%d", module.spec_.temperatures[*thermistor])};
-     }},
-    {kHspa, "AT+CPIN?", kWhole, kNothing,
-     [](Module& module, auto) {
-         if (module.spec_.sim == SimState::kPinPending && module.busyLeft_ == 0) {
-             return Result{.text = "+CPIN: SIM PIN"};
-         }
-         return module.simTrouble().value_or(Result{.text = "+CPIN: READY"});
-     }},
-    {kHspa, "AT+CPBW=", kStart, kNothing,
-     [](Module& module, std::string_view arguments) { return module.writePhonebook(arguments); }},
-    {kHspa, "AT+CPBR=1", kWhole, kNothing,
-     [](Module& module, auto) {
-         if (const auto trouble = module.simTrouble()) return *trouble;
-         if (module.phonebookNumber_.empty()) return Result{};
-         return Result{.text = "+CPBR: 1,\"" + module.phonebookNumber_ + "\"," +
-                               format("%d", module.phonebookType_) + ",\"" +
-                               module.phonebookText_ + "\""};
-     }},
+    {kCard, "+CPIN?", "+CPIN: {pin}"},
+    {kOpenCard, "+CIMI", "001010000000001"},
+    {kHspa, "+CPBS=?", "+CPBS: (\"SM\")"},
+    {kHspa, "+CPBS?", "+CPBS: \"SM\",{entries},{places}"},
+    {kHspa, "+CPBS=\"SM\""},
+    {kHspa, "+CPBR=?", "+CPBR: (1-{places}),63,63"},
+    {kOpenCard,
+     "+CPBR=",
+     "",
+     {},
+     [](Module& module, Call& call) { return module.readPhonebook(&call); }},
+    {kHspa, "+CPBW=?", "+CPBW: (1-{places}),63,(129,145),63"},
+    {kOpenCard,
+     "+CPBW=",
+     "",
+     {},
+     [](Module& module, Call& call) { return module.writePhonebook(call); }},
 
-    {kHspa, "AT!ENTERCND=", kStart, kNothing,
-     [](Module& module, std::string_view arguments) {
-         if (arguments == kPassword) module.diagnostics_ = true;
-         return Result{.ok = arguments == kPassword};
+    {kHspa,
+     "!ENTERCND=",
+     "",
+     {},
+     [](Module& module, Call& call) {
+         if (call.arguments == "\"K482\"") module.diagnostics_ = true;
+         return call.arguments == "\"K482\"";
      }},
-    {kHspa, "AT!DAFTMACT", kWhole, kDiagnostics,
-     [](Module& module, auto) {
+    {kDiagnostics,
+     "!DAFTMACT",
+     "",
+     {},
+     [](Module& module, Call&) {
          module.testMode_ = true;
          module.band_.reset();
          module.channel_.reset();
          module.bandCode_ = 0;
-         return Result{};
+         return true;
      }},
-    {kHspa, "AT!DASBAND=", kStart, kTestMode,
-     [](Module& module, std::string_view arguments) {
-         const auto code = integer(arguments);
-         const auto band = code ? bandOfCode(*code) : std::nullopt;
-         if (!band) return Result{.ok = false};
+    {kTestMode,
+     "!DASBAND=",
+     "",
+     {1},
+     [](Module& module, Call& call) {
+         const auto band = bandOfCode(call.numbers[0]);
+         if (!band) return false;
          module.band_ = band;
-         module.bandCode_ = *code;
-         return Result{};
+         module.bandCode_ = call.numbers[0];
+         return true;
      }},
-    {kHspa, "AT!DASCHAN=", kStart, kTestMode,
-     [](Module& module, std::string_view arguments) {
-         const auto number = integer(arguments);
-         return number ? module.selectChannel(*number) : Result{.ok = false};
+    {kTestMode,
+     "!DASCHAN=",
+     "",
+     {1},
+     [](Module& module, Call& call) {
+         const int number = call.numbers[0];
+         if (module.band_)
+             return module.selectChannel(cellularChannel(*module.band_, number), number);
+         module.channelNumber_ = number;  // any, as there is nothing to check it against
+         return true;
      }},
-    {kHspa, "AT!DASLNAGAIN=", kStart, kTestMode,
-     takeInteger},
-    {kHspa, "AT!DAWSSCHAIN=", kStart, kTestMode,
-     takeInteger},
-    {kHspa, "AT!DAGSRXBURST=", kStart, kTestMode,
-     takeInteger},
-    {kHspa, "AT!DAWGAVGAGC=", kStart, kTestMode,
-     [](Module& module, std::string_view arguments) {
-         const auto numbers = integers(arguments);
-         if (!numbers || numbers->size() != 3 || !module.isTunedTo(Radio::kWcdma, (*numbers)[0])) {
-             return Result{.ok = false};
-         }
-         return Result{.text = module.level((*numbers)[2] + 1)};
+    {kTestMode, "!DASLNAGAIN=", "", {1}},
+    {kTestMode, "!DAWSSCHAIN=", "", {1}},
+    {kTestMode, "!DAGSRXBURST=", "", {1}},
+    {kTestMode,
+     "!DAWGAVGAGC=",
+     "{level}",
+     {3},
+     [](Module& module, Call& call) {
+         module.receiver_ = call.numbers[2] + 1;
+         return module.isTunedTo(Radio::kWcdma, call.numbers[0]);
      }},
-    {kHspa, "AT!DAGGAVGRSSI=", kStart, kTestMode,
-     [](Module& module, std::string_view arguments) {
-         const auto numbers = integers(arguments);
-         if (!numbers || numbers->size() != 2 || !module.isTunedTo(Radio::kGsm, (*numbers)[0])) {
-             return Result{.ok = false};
-         }
-         return Result{.text = module.level(1) + " dBm"};
+    {kTestMode,
+     "!DAGGAVGRSSI=",
+     "{level} dBm",
+     {2},
+     [](Module& module, Call& call) {
+         module.receiver_ = 1;
+         return module.isTunedTo(Radio::kGsm, call.numbers[0]);
      }},
-    {kHspa, "AT!DASTXON", kWhole, kTestMode,
-     [](Module& module, auto) {
-         module.transmitting_ = module.channel_.has_value();
-         return Result{.ok = module.transmitting_};
+    {kTestMode,
+     "!DASTXON",
+     "",
+     {},
+     [](Module& module, Call&) { return module.transmitting_ = module.channel_.has_value(); }},
+    {kBoth,
+     "!DASTXOFF",
+     "",
+     {},
+     [](Module& module, Call&) { return !(module.transmitting_ = false); }},
+    {kTestMode, "!DAWSTXCW=", "", {1}},
+    {kTestMode, "!DAWSPARANGE=", "", {1}},
+    {kTestMode,
+     "!DASPDM=2,",
+     "",
+     {1, 511},
+     [](Module& module, Call& call) {
+         module.transmitPower_ = format("%d AGC", call.numbers[0]);
+         return true;
      }},
-    {kBoth, "AT!DASTXOFF", kWhole, kNothing,
-     [](Module& module, auto) {
-         module.transmitting_ = false;
-         return Result{};
+    {kTestMode,
+     "!DAGSTXFRAME=0,1,",
+     "",
+     {2, 3300},
+     [](Module& module, Call& call) {
+         module.transmitPower_ = format("%d/100 dB", call.numbers[0]);
+         return true;
      }},
-    {kHspa, "AT!DAWSTXCW=", kStart, kTestMode,
-     takeInteger},
-    {kHspa, "AT!DAWSPARANGE=", kStart, kTestMode,
-     takeInteger},
-    {kHspa, "AT!DASPDM=2,", kStart, kTestMode,
-     [](Module& module, std::string_view arguments) {
-         const auto power = integer(arguments);
-         if (!power || *power < 0 || *power > 511) return Result{.ok = false};
-         module.transmitPower_ = format("%d AGC", *power);
-         return Result{};
+
+    // What all modules have, and other people's programs ask for.
+    {kBoth, "^SYSINFO", "^SYSINFO:2,3,0,5,{service}"},
+    {kBoth, "+GMI", "Orvel"},
+    {kBoth, "+CGMI", "Orvel"},
+    {kBoth, "+GMM", "WWAN-{product}"},
+    {kBoth, "+CGMM", "WWAN-{product}"},
+    {kBoth, "+GMR", "{firmware}"},
+    {kBoth, "+CGMR", "{firmware}"},
+    {kBoth, "+CSQ", "+CSQ: {signal},99"},
+    {kBoth, "+CMEE=?", "+CMEE: (0-2)"},
+    {kBoth, "+CMEE?", "+CMEE: {reports}"},
+    {kBoth,
+     "+CMEE=",
+     "",
+     {1, 2},
+     [](Module& module, Call& call) {
+         module.errorReports_ = call.numbers[0];
+         return true;
      }},
-    {kHspa, "AT!DAGSTXFRAME=0,1,", kStart, kTestMode,
-     [](Module& module, std::string_view arguments) {
-         const auto numbers = integers(arguments);
-         if (!numbers || numbers->size() != 2 || (*numbers)[0] < 0 || (*numbers)[0] > 3300) {
-             return Result{.ok = false};
-         }
-         module.transmitPower_ = format("%d/100 dB", (*numbers)[0]);
-         return Result{};
-     }},
+    {kHspa, "+CREG?", "+CREG: 0,{registered}"},
+    {kHspa, "+CREG=", "", {1, 2}},
+    {kHspa, "+CGREG?", "+CGREG: 0,{registered}"},
+    {kHspa, "+CGREG=", "", {1, 2}},
+    {kHspa, "+COPS?", "+COPS: 0,0,\"Test\",2"},
+    {kHspa, "+CSCS=?", "+CSCS: (\"GSM\")"},
+    {kHspa, "+CSCS?", "+CSCS: \"GSM\""},
+    {kHspa, "+CSCS=\"GSM\""},
+    {kHspa, "+CNUM"},
+    {kHspa, "+CLCK=\"SC\",2", "+CLCK: 0"},
+    {kHspa, "+CSCA?", "+CSCA: \"\",129"},
+    {kHspa, "+CSMS?", "+CSMS: 0,1,1,1"},
+    {kBoth,
+     "I=", "Manufacturer: Orvel\r\nModel: WWAN-{product}\r\nRevision: {firmware}\r\n{kind}: {id}"},
+    {kBoth,
+     "E=",
+     "",
+     {1, 1},
+     [](Module& module, Call& call) { return module.echo_ = call.numbers[0] == 1, true; }},
+    {kBoth,
+     "V=",
+     "",
+     {1, 1},
+     [](Module& module, Call& call) { return module.words_ = call.numbers[0] == 1, true; }},
+    {kBoth,
+     "Q=",
+     "",
+     {1, 1},
+     [](Module& module, Call& call) { return module.quiet_ = call.numbers[0] == 1, true; }},
+    {kBoth, "Z=", "", {}, [](Module& module, Call&) { return module.restoreProfile(), true; }},
+    {kBoth, "&F=", "", {}, [](Module& module, Call&) { return module.restoreProfile(), true; }},
+    {kBoth, "H="},
+    {kBoth, "X="},
+    {kBoth, "&C="},
+    {kBoth, "&D="},
+    {kBoth, "S="},
+    {kBoth, "S?", "000"},
 };
 
 Module::Module(const ModuleSpec& spec, int index, const RfField& field)
-    : spec_(spec), index_(index), field_(field), asleep_(spec.asleep), busyLeft_(spec.busy) {}
-
-const Module::Command* Module::find(std::string_view line) const {
-    const Family family = isEvdo() ? kEvdo : kHspa;
-    for (const Command& command : kCommands) {
-        if ((command.family & family) == 0 || !startsWithIgnoringCase(line, command.text)) continue;
-        if (command.match == kStart || line.size() == command.text.size()) return &command;
-    }
-    return nullptr;
+    : spec_(spec), field_(field), asleep_(spec.asleep), busyLeft_(spec.busy) {
+    restoreProfile();
+    if (!spec_.id.empty()) return;
+    spec_.id = spec_.isEvdo() ? format("809A%04X", static_cast<unsigned>(0x1B20 + index))
+                              : format("01234500678%03d", index % 1000);
+    if (!spec_.isEvdo()) spec_.id += imeiCheckDigit(spec_.id);
 }
 
-Module::Result Module::run(std::string_view line) {
-    const Command* command = find(line);
-    if (command == nullptr || (command->needs != kNothing && !diagnostics_) ||
-        (command->needs == kTestMode && !testMode_)) {
-        return {.ok = false};
+void Module::restoreProfile() {
+    echo_ = spec_.echo;
+    words_ = true;
+    quiet_ = false;
+    errorReports_ = 1;
+}
+
+bool Module::takes(const Command& command) const {
+    switch (command.audience) {
+        case kBoth:
+            return true;
+        case kEvdo:
+            return spec_.isEvdo();
+        case kAsleep:
+            return spec_.isEvdo() && asleep_;
+        case kDiagnostics:
+            return diagnostics_;
+        case kTestMode:
+            return testMode_;
+        default:
+            return !spec_.isEvdo();
     }
-    return command->run(*this, line.substr(command->text.size()));
+}
+
+Module::Call Module::run(std::string_view text) {
+    const auto* command = std::ranges::find_if(kCommands, [&](const Command& known) {
+        return takes(known) && startsWithIgnoringCase(text, known.text) &&
+               (known.text.size() == text.size() || known.text.ends_with('=') ||
+                known.text.ends_with(','));
+    });
+    if (command == std::end(kCommands)) return {.arguments = "", .failure = kError};
+    Call call{.arguments = text.substr(command->text.size())};
+    call.numbers = integers(call.arguments);
+    const auto [count, most] = command->numbers;
+    if ((count > 0 && call.numbers.size() != count) ||
+        (most >= 0 && (call.numbers[0] < 0 || call.numbers[0] > most))) {
+        call.failure = kError;
+    } else if (command->audience == kCard || command->audience == kOpenCard) {
+        call.failure = simTrouble(command->audience == kOpenCard);
+    }
+    if (!call.failure.empty()) return call;
+    if (command->run != nullptr && !command->run(*this, call)) {
+        call.failure = kError;
+    } else {
+        call.text += filled(command->answer);
+    }
+    return call;
+}
+
+// Takes one command off those of a line: a basic one, which is a letter, maybe behind an ampersand,
+// and a number; or one that reaches to the next semicolon outside of quotes.
+Module::Call Module::runNext(std::string_view* commands) {
+    const auto take = [commands](std::size_t size) {
+        const std::string_view part = commands->substr(0, size);
+        commands->remove_prefix(part.size());
+        return std::string(part);
+    };
+    const auto takeNumber = [&] {
+        const std::string digits = take(commands->find_first_not_of("0123456789"));
+        return digits.empty() ? "0" : digits;
+    };
+    const char first = commands->front();
+    if (first == '&' || std::isalpha(static_cast<unsigned char>(first)) != 0) {
+        const std::string name = take(first == '&' ? 2 : 1);
+        const std::string number = takeNumber();
+        if (first != 'S' && first != 's') return run(name + "=" + number);
+        const std::string sign = take(1);
+        return run(name + sign + (sign == "=" ? takeNumber() : ""));
+    }
+    bool quoted = false;
+    std::size_t end = 0;
+    for (; end < commands->size() && (quoted || (*commands)[end] != ';'); ++end) {
+        if ((*commands)[end] == '"') quoted = !quoted;
+    }
+    return run(take(end));
 }
 
 std::vector<Answer> Module::receive(std::string_view line) {
-    const Result result = run(line);
-    std::string reply = std::string(line) + "\r\r\n";
-    if (!result.text.empty()) reply += result.text + "\r\n";
-    if (!result.text.empty() && !result.final) reply += "\r\n";
-    if (!result.final) reply += result.ok ? "OK\r\n" : "ERROR\r\n";
+    if (!startsWithIgnoringCase(line, "AT")) return {};
+    Answer answer{.bytes = echo_ ? std::string(line) + "\r" : ""};
+    std::string_view commands = line.substr(2);
+    std::string_view failure;
+    while (failure.empty()) {
+        commands.remove_prefix(std::min(commands.find_first_not_of(" ;"), commands.size()));
+        if (commands.empty()) break;
+        const Call call = runNext(&commands);
+        if (!call.text.empty()) answer.bytes += (words_ ? "\r\n" : "") + call.text + "\r\n";
+        answer.delay += call.delay;
+        failure = call.failure;
+    }
+    answer.bytes += resultCode(failure);
+    return {answer};
+}
 
-    return {Answer{.bytes = reply, .delay = result.delay}};
+std::vector<Answer> Module::reject(std::string_view line) {
+    if (!startsWithIgnoringCase(line, "AT")) return {};
+    return {{(echo_ ? std::string(line) + "\r" : "") + resultCode(kError)}};
+}
+
+std::string Module::resultCode(std::string_view failure) const {
+    if (quiet_) return "";
+    if (words_) return "\r\n" + std::string(failure.empty() ? "OK" : failure) + "\r\n";
+    return (failure.empty() ? "0" : failure == kError ? "4" : std::string(failure)) + "\r";
 }
 
 // What the SIM answers instead of doing what it was told, if anything.
-std::optional<Module::Result> Module::simTrouble() {
+std::string_view Module::simTrouble(bool needsPin) {
     if (busyLeft_ > 0) {
         --busyLeft_;
-        return Result{.text = "SIM busy", .final = true};
+        return "SIM busy";
     }
-    switch (spec_.sim) {
-        case SimState::kPresent:
-            return std::nullopt;
-        case SimState::kAbsent:
-            return Result{.text = "+CME ERROR: 10", .final = true};
-        case SimState::kPinPending:
-            return Result{.text = "+CME ERROR: 11", .final = true};
-        case SimState::kError:
-            break;
-    }
-    return Result{.text = "+CME ERROR: 13", .final = true};
+    const SimAnswers& sim = kSim[static_cast<int>(spec_.sim)];
+    if (sim.code == 0 || (spec_.sim == SimState::kPinPending && !needsPin)) return "";
+    return errorReports_ == 0 ? kError : errorReports_ == 1 ? sim.numeric : sim.verbose;
 }
 
-// Takes 1,"NUMBER",TYPE,"TEXT".
-Module::Result Module::writePhonebook(std::string_view arguments) {
-    if (const auto trouble = simTrouble()) return *trouble;
+// Takes FIRST or FIRST,LAST.
+bool Module::readPhonebook(Call* call) const {
+    if (call->numbers.empty() || call->numbers.size() > 2) return false;
+    const int first = call->numbers.front();
+    const int last = call->numbers.back();
+    if (first < 1 || last < first || last > kPlaces) return false;
+    for (const auto& [place, entry] : phonebook_) {
+        if (place < first || place > last) continue;
+        call->text += (call->text.empty() ? "" : "\r\n") + format("+CPBR: %d,\"", place) +
+                      entry.number + format("\",%d,\"", entry.type) + entry.text + "\"";
+    }
+    return true;
+}
+
+// Takes PLACE,"NUMBER",TYPE,"TEXT"; without a number, or with an empty one, the place is cleared.
+bool Module::writePhonebook(const Call& call) {
+    int place = 0;
+    PhonebookEntry entry = {"", 129, ""};
     char number[64] = "";
     char text[64] = "";
-    int type = 0;
-    const std::string copy(arguments);
-    const bool full =
-        std::sscanf(copy.c_str(), "1,\"%63[^\"]\",%9d,\"%63[^\"]\"", number, &type, text) == 3;
-    const bool blank = std::sscanf(copy.c_str(), "1,\"\",%9d,\"", &type) == 1;
-    if (!full && !blank) return {.ok = false};
-    if (spec_.phonebookStuck) return {};
-    phonebookNumber_ = number;
-    phonebookText_ = text;
-    phonebookType_ = type;
-    return {};
+    const std::string copy(call.arguments);
+    const bool full = std::sscanf(copy.c_str(), "%9d,\"%63[^\"]\",%9d,\"%63[^\"]\"", &place, number,
+                                  &entry.type, text) >= 3;
+    const bool blank = std::sscanf(copy.c_str(), "%9d,\"\",%9d,\"", &place, &entry.type) == 2 ||
+                       call.numbers.size() == 1;
+    if ((!full && !blank) || place < 1 || place > kPlaces) return false;
+    if (spec_.phonebookStuck) return true;
+    entry.number = number;
+    entry.text = text;
+    phonebook_.erase(place);
+    if (full) phonebook_.emplace(place, entry);
+    return true;
 }
 
-// Without a band any channel is taken, as there is nothing to check it against.
-Module::Result Module::selectChannel(int number) {
-    if (band_) {
-        const auto channel = cellularChannel(*band_, number);
-        if (!channel) return {.ok = false};
-        channel_ = channel;
-    }
+bool Module::selectChannel(const std::optional<Channel>& channel, int number) {
+    if (!channel) return false;
+    channel_ = channel;
     channelNumber_ = number;
-    return {};
-}
-
-Module::Result Module::selectReceiver(int receiver) {
-    receiver_ = receiver;
-    return {};
+    return true;
 }
 
 bool Module::isTunedTo(Radio radio, int number) const {
     return channel_ && channel_->radio == radio && channelNumber_ == number;
 }
 
-std::string Module::level(int receiver) const {
-    return format("%d",
-                  receivedLevel(field_, channel_.value_or(Channel{Radio::kCdma, 0}), receiver));
+std::string Module::valueOf(std::string_view name) const {
+    const auto level = [this](int receiver) {
+        return receivedLevel(field_, channel_.value_or(Channel{Radio::kCdma, 0}), receiver,
+                             spec_.loss);
+    };
+    const SimAnswers& sim = kSim[static_cast<int>(spec_.sim)];
+    const bool registered = radioOn_ && spec_.sim == SimState::kPresent;
+    const std::pair<std::string_view, std::string> values[] = {
+        {"product", format("%04x", static_cast<unsigned>(spec_.productId))},
+        {"kind", spec_.isEvdo() ? "ESN" : "IMEI"},
+        {"id", spec_.id},
+        {"firmware", spec_.firmware},
+        {"hardware", spec_.hardware},
+        {"sku", spec_.sku},
+        {"prl", spec_.prl},
+        {"temperature0", std::to_string(spec_.temperatures[0])},
+        {"temperature1", std::to_string(spec_.temperatures[1])},
+        {"service", std::string(spec_.isEvdo() ? "255" : sim.service)},
+        {"pin", spec_.sim == SimState::kPinPending ? "SIM PIN" : "READY"},
+        {"entries", std::to_string(phonebook_.size())},
+        {"places", std::to_string(kPlaces)},
+        {"reports", std::to_string(errorReports_)},
+        {"registered", registered ? "1" : "0"},
+        {"radio", radioOn_ ? "on" : "off"},
+        {"function", radioOn_ ? "1" : "0"},
+        {"mode", radioOn_ ? "ONLINE" : "LOW POWER"},
+        {"signal", radioOn_ ? std::to_string(std::clamp((level(1) + 113) / 2, 0, 31)) : "99"},
+        {"asleep", asleep_ ? "yes" : "no"},
+        {"test-mode", testMode_ ? "on" : "off"},
+        {"band", std::to_string(bandCode_)},
+        {"channel", std::to_string(channelNumber_)},
+        {"level", std::to_string(level(receiver_))},
+        {"transmitter", transmitting_ ? "on" : "off"},
+        {"transmit-power", transmitPower_},
+    };
+    return std::ranges::find(values, name, &std::pair<std::string_view, std::string>::first)
+        ->second;
+}
+
+// The text with the values in place of their {names}.
+std::string Module::filled(std::string_view text) const {
+    std::string result;
+    for (;;) {
+        const std::size_t open = text.find('{');
+        result += text.substr(0, open);
+        if (open == std::string_view::npos) return result;
+        const std::size_t close = text.find('}', open);
+        result += valueOf(text.substr(open + 1, close - open - 1));
+        text.remove_prefix(close + 1);
+    }
 }
 
 std::string Module::state() const {
-    std::string text = format("product=0x%04x\n", static_cast<int>(spec_.productId));
-    text += std::string("radio=") + (radioOn_ ? "on" : "off") + "\n";
-    text += std::string("asleep=") + (asleep_ ? "yes" : "no") + "\n";
-    text += "phonebook.1=" + phonebookNumber_ + "," + phonebookText_ + "\n";
-    text += std::string("test-mode=") + (testMode_ ? "on" : "off") + "\n";
-    text += format("band=%d\n", bandCode_) + format("channel=%d\n", channelNumber_);
-    text += std::string("transmitter=") + (transmitting_ ? "on" : "off") + "\n";
-    text += "transmit-power=" + transmitPower_ + "\n";
-    return text;
+    std::string text = filled("product=0x{product}\nradio={radio}\nasleep={asleep}\n");
+    const auto first = phonebook_.find(1);
+    text += "phonebook.1=" +
+            (first == phonebook_.end() ? "," : first->second.number + "," + first->second.text) +
+            "\n";
+    return text + filled(
+                      "test-mode={test-mode}\nband={band}\nchannel={channel}\n"
+                      "transmitter={transmitter}\ntransmit-power={transmit-power}\n");
 }
 
 }  // namespace station

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -11,54 +12,65 @@
 
 namespace station {
 
-// A cellular module behind its control tty: takes AT commands of its family, answers with an echo,
-// and keeps its state as long as the station runs.
+// A cellular module behind its control tty: takes the AT commands of its family and those that all
+// modules have, several in a line, and keeps its state as long as the station runs. It echoes the
+// line unless told not to, and ignores one that does not begin with AT.
 class Module : public Instrument {
   public:
     // `index` tells the modules of a station apart; `field` must outlive the module.
     Module(const ModuleSpec& spec, int index, const RfField& field);
 
     std::vector<Answer> receive(std::string_view line) override;
+    std::vector<Answer> reject(std::string_view line) override;
     std::string state() const override;
 
   private:
-    // What a command gives between echo and end: the text of its answer, and how it ends.
-    struct Result {
-        bool ok = true;
-        std::string text = {};  // lines parted by "\r\n"; empty for none
-        bool final = false;     // the text stands for OK or ERROR
+    // A command being done.
+    struct Call {
+        std::string_view arguments;
+        std::vector<int> numbers = {};  // the arguments, if all of them are integers
+        std::string text = {};          // of the answer: lines parted by "\r\n"; empty for none
+        std::string_view failure = {};  // the result code in place of OK; empty if all is well
         std::chrono::milliseconds delay{0};
     };
     struct Command;
     static const Command kCommands[];
+    struct PhonebookEntry {
+        std::string number;
+        int type;
+        std::string text;
+    };
 
-    const Command* find(std::string_view line) const;
-    Result run(std::string_view line);
-    bool isEvdo() const { return spec_.productId == 0x0019 || spec_.productId == 0x8222; }
-    static Result takeInteger(Module& module, std::string_view arguments);
-    std::optional<Result> simTrouble();
-    Result writePhonebook(std::string_view arguments);
-    Result selectChannel(int number);
-    Result selectReceiver(int receiver);
+    bool takes(const Command& command) const;
+    Call run(std::string_view command);
+    Call runNext(std::string_view* commands);
+    std::string_view simTrouble(bool needsPin);
+    bool readPhonebook(Call* call) const;
+    bool writePhonebook(const Call& call);
+    bool selectChannel(const std::optional<Channel>& channel, int number);
     bool isTunedTo(Radio radio, int number) const;
-    std::string level(int receiver) const;
+    void restoreProfile();
+    std::string valueOf(std::string_view name) const;
+    std::string filled(std::string_view text) const;
+    std::string resultCode(std::string_view failure) const;
 
     ModuleSpec spec_;
-    int index_;
     const RfField& field_;
 
+    bool echo_ = true;
+    bool words_ = true;  // in answers, instead of numbers
+    bool quiet_ = false;
+    int errorReports_ = 1;  // the kind of "+CME ERROR": 0 none, 1 a number, 2 words
     bool radioOn_ = true;
     bool asleep_;
     int busyLeft_;
-    std::string phonebookNumber_;
-    std::string phonebookText_;
-    int phonebookType_ = 129;
+    std::map<int, PhonebookEntry> phonebook_;
     bool diagnostics_ = false;
     bool testMode_ = false;
     std::optional<CellularBand> band_;
     std::optional<Channel> channel_;
     int channelNumber_ = 0;
-    int receiver_ = 1;  // of the EVDO family
+    int receiver_ = 1;
     int bandCode_ = 0;
     bool transmitting_ = false;
     std::string transmitPower_ = "none";

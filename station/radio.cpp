@@ -99,13 +99,13 @@ std::optional<Channel> cellularChannel(CellularBand band, int number) {
     return std::nullopt;
 }
 
-int receivedLevel(const RfField& field, const Channel& channel, int receiver) {
+int receivedLevel(const RfField& field, const Channel& channel, int receiver, double loss) {
     const Reception reception = receptionOf(channel.radio);
     const double distanceKhz =
         std::abs(field.frequencyHz / 1000 - static_cast<double>(channel.downlinkKhz));
-    const double loss = receiver == 2 ? kPathLoss + kSecondReceiverLoss : kPathLoss;
+    const double pathLoss = receiver == 2 ? kPathLoss + kSecondReceiverLoss : kPathLoss;
     const double level = field.output && distanceKhz <= reception.halfBandwidthKhz
-                             ? field.levelDbm - loss
+                             ? field.levelDbm - pathLoss - loss
                              : reception.noiseFloor;
     return static_cast<int>(std::lround(std::clamp(level, reception.noiseFloor, kSaturation)));
 }

@@ -33,7 +33,8 @@ struct RfField {
 };
 
 // What a receiver (1 or 2) tuned to the channel reads, in whole dBm: the generator's level less the
-// path loss when the generator stands within the channel's bandwidth, else the noise floor.
-int receivedLevel(const RfField& field, const Channel& channel, int receiver);
+// path loss and `loss` dB more when the generator stands within the channel's bandwidth, else the
+// noise floor.
+int receivedLevel(const RfField& field, const Channel& channel, int receiver, double loss);
 
 }  // namespace station
