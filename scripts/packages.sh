@@ -7,7 +7,7 @@ set -euo pipefail
 debian_packages() {
     case $1 in
     build) echo cmake ninja-build g++ pkg-config libplist-dev bzip2 ;;
-    test) echo libgtest-dev libgmock-dev valgrind mandoc bash-completion zsh ;;
+    test) echo libgtest-dev libgmock-dev valgrind mandoc bash-completion zsh gnokii-cli gammu comgt ppp ;;
     check) echo clang clang-format clang-tidy cppcheck git shellcheck ;;
     fuzz) echo clang libclang-rt-14-dev ;;
     docs) echo mandoc bash-completion zsh lintian dpkg-dev debootstrap ;;
