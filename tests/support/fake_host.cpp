@@ -4,23 +4,16 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <cstdio>
+#include <algorithm>
 
 #include "platform/host.h"
 
 FakeHost gHost;
-thread_local bool gInHost = false;
 
-namespace {
-
-struct HostCall {
-    HostCall() { gInHost = true; }
-    ~HostCall() { gInHost = false; }
-    HostCall(const HostCall&) = delete;
-    HostCall& operator=(const HostCall&) = delete;
-};
-
-}  // namespace
+int openPorts() {
+    return static_cast<int>(std::ranges::count_if(
+        gHost.opened, [](int fd) { return fd != -1 && fcntl(fd, F_GETFD) != -1; }));
+}
 
 std::string printed(const std::function<void()>& action) {
     testing::internal::CaptureStdout();
@@ -31,18 +24,18 @@ std::string printed(const std::function<void()>& action) {
 namespace host {
 
 int OpenDevice(const char* path, int flags) {
-    const HostCall call;
     const auto device = gHost.devices.find(path);
-    return open(device != gHost.devices.end() ? device->second.c_str() : path, flags);
+    if (gHost.readOnly) flags = (flags & ~O_ACCMODE) | O_RDONLY;
+    gHost.opened.push_back(
+        open(device != gHost.devices.end() ? device->second.c_str() : path, flags));
+    return gHost.opened.back();
 }
 
 bool IsReadable(const char* path) {
-    const HostCall call;
     return gHost.isReadable(path);
 }
 
 int RunShell(const char* line) {
-    const HostCall call;
     gHost.shellLines.emplace_back(line);
     return gHost.shell(line);
 }
@@ -52,12 +45,10 @@ std::uint32_t RealUserId() {
 }
 
 void PauseMilliseconds(std::uint32_t milliseconds) {
-    const HostCall call;
     gHost.pauses.push_back(milliseconds);
 }
 
 int NextOption(int argc, char** argv, const char* letters) {
-    const HostCall call;
     return getopt(argc, argv, (std::string("+") + letters).c_str());
 }
 

@@ -11,6 +11,8 @@
 struct FakeHost {
     std::vector<std::uint32_t> pauses;           // milliseconds, in order
     std::map<std::string, std::string> devices;  // "/dev/..." to where it really is
+    bool readOnly = false;                       // devices are opened so that every write fails
+    std::vector<int> opened;
     std::vector<std::string> shellLines;
     std::function<int(const std::string&)> shell = [](const std::string&) { return 0; };
     std::function<bool(const std::string&)> isReadable = [](const std::string&) { return true; };
@@ -19,8 +21,8 @@ struct FakeHost {
 // The one in use. A test begins with a fresh one: gHost = {}.
 extern FakeHost gHost;
 
-// Whether this thread is in the host now, and not in the tool's own rooms.
-extern thread_local bool gInHost;
+// How many of the descriptors that the tool opened are open still.
+int openPorts();
 
 // What `action` prints on standard output.
 std::string printed(const std::function<void()>& action);

@@ -1,5 +1,7 @@
 #include "tests/support/operation_run.h"
 
+#include <gtest/gtest.h>
+
 #include "discovery/module_table.h"
 #include "tests/support/fake_host.h"
 
@@ -10,6 +12,7 @@ OperationRun runOperation(std::uint32_t productId, ScriptedDevice::Script script
     ScriptedDevice device(std::move(script));
     OperationRun run;
     run.output = printed([&] { run.result = operation(device.path().c_str()); });
+    EXPECT_EQ(openPorts(), 0) << "a port was left open";
     for (const char byte : device.wire()) {
         if (byte == '\n') {
             run.wire += ' ';

@@ -175,33 +175,6 @@ TEST(TypeRef, TextByType) {
     property::Release(other);
 }
 
-TEST(BSDPath, ReportsAsTheLastDeviceDid) {
-    const struct {
-        const char* wanted;
-        int result;
-        const char* output;
-    } cases[] = {
-        {"CMD29", kDeviceOk,
-         "kIOTTYDeviceKey = Bluetooth\nkIOTTYDeviceKey = wwanCMD19\nkIOTTYDeviceKey = wwanCMD29\n"
-         "kIOCalloutDeviceKey = /dev/cu.wwanCMD29\n"},
-        {"CMD19", kDeviceNotMatched,
-         "kIOTTYDeviceKey = Bluetooth\nkIOTTYDeviceKey = wwanCMD19\n"
-         "kIOCalloutDeviceKey = /dev/cu.wwanCMD19\nkIOTTYDeviceKey = wwanCMD29\n"},
-    };
-    for (const auto& example : cases) {
-        simulated::ClearRegistry();
-        for (const char* port : {"/dev/cu.Bluetooth", "/dev/cu.wwanCMD19", "/dev/cu.wwanCMD29"}) {
-            addPort(port);
-        }
-        char path[2] = {'x', 'y'};
-        const std::string output =
-            printed([&] { EXPECT_EQ(GetWWanBSDPath(example.wanted, path), example.result); });
-        EXPECT_EQ(output, example.output);
-        EXPECT_EQ(std::string(path, 2), std::string("\0y", 2));
-        expectNothingHeld();
-    }
-}
-
 TEST(BSDPath, KeepsAnAbsentPropertysTextAndStopsAtOneWithoutText) {
     simulated::ClearRegistry();
     addPort("/dev/cu.wwanCMD19");

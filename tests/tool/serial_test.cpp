@@ -293,15 +293,6 @@ TEST(Parsing, CutsTheFirstLineAtEitherEndAndLaterOnesAtLineFeed) {
     EXPECT_EQ(nextLine(&walker), nullptr) << "walks past the end";
 }
 
-TEST(Parsing, TakesIntegersAsOperatorsTypeThem) {
-    const struct {
-        const char* text;
-        int value;
-    } cases[] = {{"-95 dBm", -95}, {"  +7", 7}, {"x", 0},   {"", 0},
-                 {"41\r", 41},     {"-", 0},    {"010", 10}};
-    for (const auto& example : cases) EXPECT_EQ(parseInteger(example.text), example.value);
-}
-
 // Prints the first report and the retry's none: a second line would be a second failure to a
 // script.
 TEST(Session, ReportsAFailedCloseOnce) {

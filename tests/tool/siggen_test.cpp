@@ -26,10 +26,11 @@ struct Outcome {
 
 // Runs the operation with the adapter's node in place whenever its driver is loaded.
 Outcome run(std::int32_t (*operation)(), bool loaded, ScriptedDevice::Script script,
-            const char* node = nullptr) {
+            const char* node = nullptr, bool readOnly = false) {
     ScriptedDevice device(std::move(script));
     gHost = {};
     gHost.devices["/dev/tty.KeySerial1"] = node != nullptr ? node : device.path();
+    gHost.readOnly = readOnly;
     gHost.isReadable = [&](const std::string&) { return loaded; };
     gHost.shell = [&](const std::string& line) {
         if (line.starts_with("/usr/sbin/kextstat")) return loaded ? 0 : 256;
@@ -38,6 +39,7 @@ Outcome run(std::int32_t (*operation)(), bool loaded, ScriptedDevice::Script scr
     };
     Outcome outcome;
     outcome.output = printed([&] { outcome.result = operation(); });
+    EXPECT_EQ(openPorts(), 0) << "a port was left open";
     outcome.wire = device.wire();
     outcome.loaded = loaded;
     return outcome;
@@ -92,4 +94,26 @@ TEST(Generator, ThatCannotBeReachedLeavesNoDriver) {
               "DisableSignalGenerator: code= 1, msg= OpenSerialPort: Error opening serial port "
               "/dev/tty.KeySerial1\n\n");
     EXPECT_FALSE(outcome.loaded);
+}
+
+TEST(Generator, ThatTakesNoCommandIsClosedAndLeavesNoDriver) {
+    const std::string failed =
+        "code= 4, msg= writeSerialPort: Error writing to serial port - returned -1, expected ";
+    const struct {
+        std::int32_t (*operation)();
+        std::string output;
+    } cases[] = {
+        {enable, "EnableSignalGenerator: error while issue command *RST " + failed + "6\n"},
+        {DisableSignalGenerator,
+         "DisableSignalGenerator: error while issue command OUTPut1:STATe OFF " + failed + "19\n"},
+    };
+    for (const auto& example : cases) {
+        for (const bool loaded : {false, true}) {
+            const Outcome outcome = run(example.operation, loaded, generator, nullptr, true);
+            EXPECT_EQ(outcome.result, 5);
+            EXPECT_EQ(outcome.output, example.output);
+            EXPECT_EQ(outcome.wire, "");
+            EXPECT_FALSE(outcome.loaded);
+        }
+    }
 }
