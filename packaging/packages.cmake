@@ -31,7 +31,7 @@ generator, so that station scripts can be written without hardware.")
 
     set(CPACK_DEBIAN_DEVEL_PACKAGE_NAME libtarnwick-devicetree-dev)
     set(CPACK_DEBIAN_DEVEL_PACKAGE_SECTION libdevel)
-    set(CPACK_DEBIAN_DEVEL_PACKAGE_DEPENDS "libplist-dev, pkg-config")
+    set(CPACK_DEBIAN_DEVEL_PACKAGE_DEPENDS "libexpat1-dev")
     set(CPACK_COMPONENT_DEVEL_DESCRIPTION
 "I/O registry properties as bytes (development files)
 A library that finds entries of an I/O registry and reads and writes their

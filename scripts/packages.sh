@@ -6,7 +6,7 @@ set -euo pipefail
 
 debian_packages() {
     case $1 in
-    build) echo cmake ninja-build g++ pkg-config libplist-dev bzip2 ;;
+    build) echo cmake ninja-build g++ libexpat1-dev ;;
     test) echo libgtest-dev libgmock-dev valgrind mandoc bash-completion zsh gnokii-cli gammu comgt ppp ;;
     check) echo clang clang-format clang-tidy cppcheck git shellcheck ;;
     fuzz) echo clang libclang-rt-14-dev ;;
@@ -39,9 +39,9 @@ install_debian() {
 # On a Mac the command-line tools bring the compiler; Homebrew has the rest.
 install_macos() {
     local formula
-    for formula in cmake ninja pkg-config libplist googletest; do
+    for formula in cmake ninja googletest; do
         command -v brew >/dev/null || {
-            echo "Please install Homebrew, or: cmake ninja pkg-config libplist googletest" >&2
+            echo "Please install Homebrew, or: cmake ninja googletest" >&2
             return 1
         }
         brew list "$formula" >/dev/null 2>&1 || {
@@ -60,5 +60,4 @@ else
         packages+=($(debian_packages "$purpose"))
     done
     install_debian "${packages[@]}"
-    [[ " $* " != *" build "* ]] || "$(dirname "$0")/static-libplist.sh"
 fi

@@ -1,12 +1,10 @@
 #include "station/registry_capture.h"
 
-#include <plist/plist.h>
-
-#include <cstdio>
-#include <fstream>
-#include <memory>
-#include <sstream>
+#include <algorithm>
+#include <cstdint>
 #include <stdexcept>
+
+#include "platform/simulated/capture.h"
 
 namespace station {
 namespace {
@@ -55,6 +53,13 @@ class Writer {
                          key("IODialinDevice", text("/dev/tty." + name)));
     }
 
+    // A path begins below the root's first child, so the station's entries stand there.
+    std::string root(const std::string& entries) {
+        const std::string machine = entry("Station", "IOPlatformExpertDevice",
+                                          key("model", text("Simulated,Station")), entries);
+        return entry("Root", "IORegistryEntry", "", machine);
+    }
+
     std::string module(const RootContent::Port& port) {
         const std::string id = key("idProduct", integer(port.productId));
         return entry("WWAN Module", "IOUSBDevice", id,
@@ -65,67 +70,43 @@ class Writer {
     std::uint64_t nextId_;
 };
 
-std::string readFile(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    std::ostringstream content;
-    content << file.rdbuf();
-    if (!file) throw std::invalid_argument(path + ": cannot be read");
-    return content.str();
-}
-
-using List = std::unique_ptr<void, void (*)(plist_t)>;
-
-List parse(const std::string& content) {
-    plist_t list = nullptr;
-    plist_from_memory(content.data(), static_cast<std::uint32_t>(content.size()), &list);
-    return {list, plist_free};
-}
-
-// The capture with the entries of `own` beside its own.
-std::string merge(const std::string& path, const std::string& own) {
-    const List capture = parse(readFile(path));
-    plist_t entries = capture.get();
-    if (entries != nullptr && plist_get_node_type(entries) == PLIST_DICT) {
-        plist_t children = plist_dict_get_item(entries, "IORegistryEntryChildren");
-        if (children == nullptr) {
-            children = plist_new_array();
-            plist_dict_set_item(entries, "IORegistryEntryChildren", children);
-        }
-        entries = children;
-    }
-    if (entries == nullptr || plist_get_node_type(entries) != PLIST_ARRAY) {
-        throw std::invalid_argument(path + ": not a registry capture");
-    }
-    const List added = parse(kHead + ("<array>\n" + own + "</array>\n") + kTail);
-    for (std::uint32_t index = 0; index < plist_array_get_size(added.get()); ++index) {
-        plist_array_append_item(entries, plist_copy(plist_array_get_item(added.get(), index)));
-    }
-    char* xml = nullptr;
-    std::uint32_t length = 0;
-    plist_to_xml(capture.get(), &xml, &length);
-    std::string result(xml, length);
-    plist_to_xml_free(xml);
-    return result;
-}
-
 }  // namespace
 
-std::string servicePlane(const RootContent& content) {
+std::string servicePlane(const std::vector<RootContent::Port>& ports) {
     Writer writer(kFirstServiceId);
     std::string entries = writer.serialPort("Bluetooth-Incoming-Port");
-    for (const RootContent::Port& port : content.ports) entries += writer.module(port);
-    if (!content.capture.empty()) return merge(content.capture, entries);
-    return kHead + writer.entry("Root", "IORegistryEntry", "", entries) + kTail;
+    for (const RootContent::Port& port : ports) entries += writer.module(port);
+    return kHead + writer.root(entries) + kTail;
 }
 
 std::string deviceTreePlane() {
     Writer writer(kFirstDeviceTreeId);
     const std::string chosen = writer.entry("chosen", "IOService", key("boot-args", text("")));
     const std::string processor = writer.entry("PR00", "IOACPIPlatformDevice", "");
-    const std::string tree =
-        writer.entry("device-tree", "IOPlatformExpertDevice",
-                     key("model", text("Simulated,Station")), chosen + processor);
-    return kHead + writer.entry("Root", "IORegistryEntry", "", tree) + kTail;
+    return kHead + writer.root(chosen + processor) + kTail;
+}
+
+std::vector<std::string> capturedCallouts(const std::string& capture) {
+    std::vector<std::string> callouts;
+    std::string problem;
+    if (!simulated::readCallouts(capture, &callouts, &problem)) {
+        throw std::invalid_argument(problem);
+    }
+    return callouts;
+}
+
+std::string freePortName(const RootContent& content) {
+    constexpr int kFirstPort = 19;
+    constexpr int kPortStep = 10;
+    const auto isTaken = [&](const std::string& name) {
+        const std::vector<std::string>& callouts = content.callouts;
+        return std::find(callouts.begin(), callouts.end(), "/dev/cu." + name) != callouts.end() ||
+               std::any_of(content.ports.begin(), content.ports.end(),
+                           [&](const RootContent::Port& port) { return port.name == name; });
+    };
+    int number = kFirstPort;
+    while (isTaken("wwanCMD" + std::to_string(number))) number += kPortStep;
+    return "wwanCMD" + std::to_string(number);
 }
 
 }  // namespace station

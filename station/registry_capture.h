@@ -1,16 +1,23 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "station/root.h"
 
 namespace station {
 
-// The service plane with an entry for each port, beside those of `content.capture` if there is one,
-// as ioreg prints it. Throws std::invalid_argument when the capture is none.
-std::string servicePlane(const RootContent& content);
+// The service plane with an entry for each port, as ioreg prints it.
+std::string servicePlane(const std::vector<RootContent::Port>& ports);
 
 // A small device-tree plane.
 std::string deviceTreePlane();
+
+// The callout devices that the capture has. Throws std::invalid_argument, with what is wrong, when
+// the registry would refuse the file.
+std::vector<std::string> capturedCallouts(const std::string& capture);
+
+// The first of wwanCMD19, wwanCMD29, ... that neither a port nor a captured callout device has.
+std::string freePortName(const RootContent& content);
 
 }  // namespace station

@@ -105,8 +105,7 @@ void Root::fill(const RootContent& content) {
     }
     fs::permissions(path_ / "tmp", fs::perms{01777});
     unlinkDevices();  // a station that was killed has left its own
-    writeFile("ioregistry/IOService.plist", servicePlane(content));
-    writeFile("ioregistry/IODeviceTree.plist", deviceTreePlane());
+    writeRegistry(content);
     writeTool("usr/sbin/kextstat", kKextstat);
     writeTool("sbin/kextload", kKextload);
     writeTool("sbin/kextunload", kKextunload);
@@ -114,6 +113,23 @@ void Root::fill(const RootContent& content) {
     std::ostringstream conf;
     conf << "user-id " << content.userId << "\ntime-scale " << content.timeScale << "\n";
     writeFile("host.conf", conf.str());
+}
+
+// The station's own entries are the plane, or stand behind those of a capture.
+void Root::writeRegistry(const RootContent& content) const {
+    const fs::path folder = path_ / "ioregistry";
+    writeFile("ioregistry/IODeviceTree.plist", deviceTreePlane());
+    if (content.capture.empty()) {
+        fs::remove(folder / "IOService-station.plist");
+        writeFile("ioregistry/IOService.plist", servicePlane(content.ports));
+        return;
+    }
+    // Moved into place, as the capture may be the very file that is replaced.
+    const fs::path beside = folder / "IOService.plist.part";
+    fs::copy_file(content.capture, beside, fs::copy_options::overwrite_existing);
+    fs::permissions(beside, fs::perms{0644});
+    fs::rename(beside, folder / "IOService.plist");
+    writeFile("ioregistry/IOService-station.plist", servicePlane(content.ports));
 }
 
 bool Root::exists() const {

@@ -17,7 +17,8 @@ struct RootContent {
         std::uint32_t productId;
     };
     std::vector<Port> ports;
-    std::string capture;  // a registry capture to serve on top of, or empty
+    std::string capture;                // a registry capture to serve on top of, or empty
+    std::vector<std::string> callouts;  // the capture's callout devices
     double timeScale = 1;
     unsigned userId = 0;
     bool driverLoaded = false;
@@ -47,6 +48,7 @@ class Root {
 
   private:
     void unlinkDevices() const;
+    void writeRegistry(const RootContent& content) const;
     void writeFile(const std::string& name, std::string_view text,
                    std::filesystem::perms mode = std::filesystem::perms{0644}) const;
     void writeTool(const std::string& name, std::string_view script) const;

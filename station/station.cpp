@@ -18,6 +18,7 @@
 #include <utility>
 
 #include "station/module.h"
+#include "station/registry_capture.h"
 #include "station/signal_generator.h"
 #include "station/watch.h"
 
@@ -28,8 +29,6 @@ constexpr const char* kAdapter = "tty.KeySerial1";
 constexpr std::chrono::milliseconds kAdapterDelay{1500};  // from the driver's load to the node
 constexpr std::chrono::milliseconds kLookAround{20};      // where the host cannot tell of changes
 constexpr std::chrono::milliseconds kRootCheck{1000};     // a root that is moved away tells nobody
-constexpr std::size_t kFirstPort = 19;
-constexpr std::size_t kPortStep = 10;
 
 // Signals and the end of the command wake the loop through a pipe.
 int signalPipe[2] = {-1, -1};
@@ -89,12 +88,12 @@ Station::Station(const Options& options) : options_(options), root_(options.root
     if (options_.verbose) transcript_.show();
     RootContent content;
     content.capture = options_.capture;
+    if (!content.capture.empty()) content.callouts = capturedCallouts(content.capture);
     content.timeScale = options_.timeScale;
     content.userId = options_.userId;
     content.driverLoaded = options_.driverLoaded;
     for (const ModuleSpec& spec : options_.modules) {
-        const std::size_t number = kFirstPort + kPortStep * content.ports.size();
-        content.ports.push_back({"wwanCMD" + std::to_string(number), spec.productId});
+        content.ports.push_back({freePortName(content), spec.productId});
     }
     root_.fill(content);
     for (std::size_t index = 0; index < content.ports.size(); ++index) {

@@ -1,211 +1,317 @@
-#include <fcntl.h>
-#include <plist/plist.h>
-#include <pthread.h>
-#include <sys/stat.h>
+#include "platform/simulated/capture.h"
+
+#include <expat.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <limits>
 
 #include "platform/simulated/registry_model.h"
+#include "platform/simulated/simulated_values.h"
+#include "platform/simulated/station_root.h"
 
-// Captures as ioreg prints them. The property list stays in memory as long as the program runs, and
-// values are made from it when they are asked for.
 namespace simulated {
 namespace {
 
-constexpr const char* kChildren = "IORegistryEntryChildren";
-constexpr const char* kName = "IORegistryEntryName";
-constexpr const char* kClass = "IOObjectClass";
-constexpr const char* kLocation = "IORegistryEntryLocation";
-constexpr const char* kId = "IORegistryEntryID";
-// What ioreg adds to an entry's own properties.
-constexpr const char* kStructure[] = {kChildren, kName, kClass, kLocation, kId};
+// Captures of a Mac have up to some 30 MB and 30 levels.
+constexpr std::uint64_t kMostBytes = std::uint64_t{256} << 20;  // of all captures together
+constexpr std::size_t kMostLevels = 1000;
+constexpr int kChunk = 1 << 16;
+// Expat looks at an unfinished tag or comment from its beginning with each chunk.
+constexpr std::uint64_t kLongestTag = std::uint64_t{1} << 20;
 
-void complain(const char* path, const char* what) {
-    fprintf(stderr, "registry capture %s: %s\n", path, what);
+// The keys that ioreg adds to an entry's own properties.
+enum Structure { kChildren, kName, kClass, kLocation, kId, kProperty };
+constexpr const char* kStructure[] = {"IORegistryEntryChildren", "IORegistryEntryName",
+                                      "IOObjectClass", "IORegistryEntryLocation",
+                                      "IORegistryEntryID"};
+
+// The elements inside of a property list, the frequent ones first.
+enum Element : std::uint8_t {
+    kKey,
+    kString,
+    kInteger,
+    kDict,
+    kArray,
+    kTrue,
+    kFalse,
+    kData,
+    kReal,
+    kDate,
+    kNoElement
+};
+constexpr const char* kElements[] = {"key",  "string", "integer", "dict", "array",
+                                     "true", "false",  "data",    "real", "date"};
+
+constexpr const char* kNotEntries =
+    "a property list, but not of registry entries; take the capture with ioreg -a -l";
+
+std::uint64_t integerOf(const char* text) {
+    return strtoull(text, nullptr, strchr(text, 'x') != nullptr ? 16 : 10);
 }
 
-// The whole file in a malloc'ed buffer, or null with errno set.
-char* readFile(const char* path, std::size_t* size) {
-    const int fd = open(path, O_RDONLY | O_CLOEXEC);
-    if (fd == -1) return nullptr;
-    struct stat status = {};
-    char* content = nullptr;
-    std::size_t held = 0;
-    if (fstat(fd, &status) == 0 && S_ISREG(status.st_mode)) {
-        const auto wanted = static_cast<std::size_t>(status.st_size);
-        content = static_cast<char*>(malloc(wanted + 1));
-        ssize_t count = 1;
-        while (content != nullptr && held < wanted && count > 0) {
-            count = read(fd, content + held, wanted - held);
-            if (count > 0) held += static_cast<std::size_t>(count);
-        }
-    } else {
-        errno = EINVAL;
-    }
-    close(fd);
-    *size = held;
-    return content;
-}
-
-struct Parse {
-    const char* content;
-    std::uint32_t size;
-    bool isBinary;
-    plist_t list;
+// A container that is open in the file.
+struct Level {
+    enum { kEntry, kEntries, kValue } kind;
+    std::uint32_t node;  // kEntry: its own; kEntries: their parent's
+    Structure key;       // kEntry: whose value comes next
+    bool hasKey;         // kEntry: a key stands before that value
+    bool isEntry;        // kEntry: a key of the structure has been seen
 };
 
-void* runParse(void* argument) {
-    auto* parse = static_cast<Parse*>(argument);
-    const auto read = parse->isBinary ? plist_from_bin : plist_from_xml;
-    read(parse->content, parse->size, &parse->list);
-    return nullptr;
-}
-
-// libplist works through nested containers by recursion, so a file that can nest deeply is
-// parsed on a stack of its own.
-plist_t parseList(const char* content, std::size_t size) {
-    constexpr std::size_t kShallowSize = 32768;
-    constexpr std::size_t kDeepStack = std::size_t{1} << 28;
-    if (size > std::numeric_limits<std::uint32_t>::max()) return nullptr;
-    const auto length = static_cast<std::uint32_t>(size);
-    Parse parse = {content, length, plist_is_binary(content, length) != 0, nullptr};
-    if (size <= kShallowSize && !parse.isBinary) {
-        runParse(&parse);
-        return parse.list;
-    }
-    pthread_attr_t attributes;
-    pthread_t thread;
-    if (pthread_attr_init(&attributes) != 0) return nullptr;
-    if (pthread_attr_setstacksize(&attributes, kDeepStack) == 0 &&
-        pthread_create(&thread, &attributes, runParse, &parse) == 0) {
-        pthread_join(thread, nullptr);
-    }
-    pthread_attr_destroy(&attributes);
-    return parse.list;
-}
-
-const char* stringItem(plist_t dictionary, const char* key) {
-    const plist_t item = plist_dict_get_item(dictionary, key);
-    const char* text = item != nullptr && plist_get_node_type(item) == PLIST_STRING
-                           ? plist_get_string_ptr(item, nullptr)
-                           : nullptr;
-    return text != nullptr ? text : "";
-}
-
-std::uint64_t idOf(plist_t dictionary) {
-    std::uint64_t id = 0;
-    const plist_t item = plist_dict_get_item(dictionary, kId);
-    if (item != nullptr && plist_get_node_type(item) == PLIST_UINT) plist_get_uint_val(item, &id);
-    return id;
-}
-
-NewEntry describe(plist_t dictionary) {
-    return {stringItem(dictionary, kName), stringItem(dictionary, kClass),
-            stringItem(dictionary, kLocation), idOf(dictionary), dictionary};
-}
-
-// Goes through the children of entries without recursion: nesting is limited by memory alone.
-class Walk {
+class Reader {
   public:
-    Walk(Model* model, std::uint32_t plane, const char* path)
-        : model_(model), plane_(plane), path_(path) {}
-
-    // Goes through an array of entries whose parent is `parent`.
-    void through(plist_t array, std::uint32_t parent) {
-        descend(array, parent);
-        while (!levels_.empty()) {
-            const Level& level = levels_.back();
-            const std::uint32_t above = level.parent;
-            plist_t child = nullptr;
-            plist_array_next_item(level.array, level.position, &child);
-            if (child == nullptr) {
-                free(level.position);
-                levels_.pop_back();
-            } else if (plist_get_node_type(child) == PLIST_DICT) {
-                const std::uint32_t node = appendEntry(model_, plane_, above, describe(child));
-                childrenOf(child, node);
-            } else {
-                complainOnce("an entry that is no dictionary is left out");
-            }
-        }
+    Reader(Model* model, std::uint32_t plane) : model_(model), plane_(plane) {
+        parser_ = XML_ParserCreate(nullptr);
+        XML_SetUserData(parser_, this);
+        XML_SetElementHandler(
+            parser_, [](void* self, const char* name, const char**) { reader(self)->start(name); },
+            [](void* self, const char*) { reader(self)->end(); });
+        XML_SetCharacterDataHandler(parser_, [](void* self, const char* text, int size) {
+            reader(self)->take(text, size);
+        });
+        // Entities of the file's own could make a text of any size.
+        XML_SetEntityDeclHandler(parser_, [](void* self, const char*, int, const char*, int,
+                                             const char*, const char*, const char*, const char*) {
+            reader(self)->refuse("declares entities, which no capture does");
+        });
     }
+    ~Reader() { XML_ParserFree(parser_); }
+    Reader(const Reader&) = delete;
+    Reader& operator=(const Reader&) = delete;
 
-    // Goes through the children of an entry that stands at `node`.
-    void childrenOf(plist_t dictionary, std::uint32_t node) {
-        const plist_t children = plist_dict_get_item(dictionary, kChildren);
-        if (children == nullptr) return;
-        if (plist_get_node_type(children) == PLIST_ARRAY) {
-            descend(children, node);
-        } else {
-            complainOnce("children that are no array are left out");
+    // Reads to the end of the file. What is wrong with it, or an empty text.
+    std::string read(int fd) {
+        bool isFirst = true;
+        for (int count = 1; count > 0 && problem_.empty(); isFirst = false) {
+            void* chunk = XML_GetBuffer(parser_, kChunk);
+            if (chunk == nullptr) return strerror(ENOMEM);
+            count = static_cast<int>(::read(fd, chunk, kChunk));
+            if (count == -1) return strerror(errno);
+            if (isFirst) recognise({static_cast<const char*>(chunk), std::size_t(count)});
+            fed_ += static_cast<std::uint64_t>(count);
+            model_->bytesRead += static_cast<std::uint64_t>(count);
+            if (model_->bytesRead > kMostBytes) refuse("larger than any capture (256 MiB)");
+            if (problem_.empty()) parse(count);
         }
+        return problem_;
     }
 
   private:
-    struct Level {
-        plist_t array;
-        plist_array_iter position;
-        std::uint32_t parent;
-    };
+    static Reader* reader(void* self) { return static_cast<Reader*>(self); }
 
-    void descend(plist_t array, std::uint32_t parent) {
-        plist_array_iter position = nullptr;
-        plist_array_new_iter(array, &position);
-        if (position != nullptr) levels_.push_back({array, position, parent});
+    void refuse(const std::string& problem) {
+        if (problem_.empty()) problem_ = problem;
+        XML_StopParser(parser_, XML_FALSE);
     }
 
-    void complainOnce(const char* what) {
-        if (!complained_) complain(path_, what);
-        complained_ = true;
+    void refuseHere(const std::string& problem) {
+        refuse("line " + std::to_string(XML_GetCurrentLineNumber(parser_)) + ": " + problem);
+    }
+
+    // What people take for captures and what is easily made one.
+    void recognise(const std::string& head) {
+        if (head.empty()) refuse("empty; take the capture with ioreg -a -l");
+        if (head.compare(0, 6, "bplist") == 0) {
+            refuse("a binary property list; make it XML with plutil -convert xml1");
+        }
+        const std::size_t begin = head.find_first_not_of(" \t\r\n");
+        if (begin != std::string::npos && head.compare(begin, 3, "+-o") == 0) {
+            refuse("the text that ioreg prints without -a; take the capture with ioreg -a -l");
+        }
+    }
+
+    void parse(int count) {
+        const bool isWhole = XML_ParseBuffer(parser_, count, count == 0) == XML_STATUS_OK;
+        if (!problem_.empty()) return;
+        if (!isWhole) {
+            refuseHere((count == 0 ? "ends too early"
+                                   : std::string(XML_ErrorString(XML_GetErrorCode(parser_)))) +
+                       "; not the XML that ioreg -a -l prints");
+        } else if (count > 0 && XML_GetCurrentByteIndex(parser_) >= 0 &&
+                   fed_ - static_cast<std::uint64_t>(XML_GetCurrentByteIndex(parser_)) >
+                       kLongestTag) {
+            refuseHere("a tag or comment of more than 1 MiB");
+        } else if (count == 0 && !seenTop_) {
+            refuse(kNotEntries);
+        }
+    }
+
+    void start(const char* name) {
+        if (!problem_.empty()) return;
+        if (!seenPlist_) {
+            if (strcmp(name, "plist") != 0) {
+                refuseHere("<" + std::string(name) + ">: no property list; " +
+                           "take the capture with ioreg -a -l");
+            }
+            seenPlist_ = true;
+            return;
+        }
+        int element = 0;
+        while (element < kNoElement && strcmp(name, kElements[element]) != 0) ++element;
+        if (element == kNoElement || leaf_ != kNoElement) {
+            return refuseHere("<" + std::string(name) + ">: no property list has it here");
+        }
+        startElement(static_cast<Element>(element));
+    }
+
+    void startElement(Element element) {
+        const bool isDictionary = element == kDict;
+        const bool isContainer = isDictionary || element == kArray;
+        if (levels_.empty()) {
+            if (seenTop_ || !isContainer) return refuseHere(kNotEntries);
+            seenTop_ = true;
+            // A dictionary is the root of the plane, as ioreg prints a whole one.
+            return open(
+                {isDictionary ? Level::kEntry : Level::kEntries, 0, kProperty, false, false});
+        }
+        Level& level = levels_.back();
+        switch (level.kind) {
+            case Level::kEntries:
+                if (!isDictionary) return refuseHere(kNotEntries);
+                return open({Level::kEntry, appendNode(model_, plane_, level.node), kProperty,
+                             false, false});
+            case Level::kEntry:
+                if (level.hasKey == (element == kKey)) {
+                    return refuseHere("no key and value in turn");
+                }
+                if (level.hasKey && level.key != kProperty) {
+                    const bool isArray = isContainer && !isDictionary;
+                    if (isArray != (level.key == kChildren)) return refuseHere(kNotEntries);
+                }
+                if (level.hasKey && level.key == kChildren) {
+                    level.hasKey = false;
+                    return open({Level::kEntries, level.node, kProperty, false, false});
+                }
+                if (isContainer) {
+                    endValue(&level, element);
+                    return open({Level::kValue, 0, kProperty, false, false});
+                }
+                keeps_ = true;
+                break;
+            case Level::kValue:
+                if (isContainer) return open({Level::kValue, 0, kProperty, false, false});
+                keeps_ = false;
+                break;
+        }
+        leaf_ = element;
+        textBegin_ = model_->texts.size();
+    }
+
+    void open(const Level& level) {
+        // Entries stand in arrays, which are no level of their own.
+        depth_ += level.kind == Level::kEntries ? 0 : 1;
+        if (depth_ > kMostLevels) return refuseHere("nests deeper than 1,000 levels");
+        levels_.push_back(level);
+    }
+
+    void end() {
+        if (!problem_.empty()) return;
+        if (leaf_ != kNoElement) {
+            if (keeps_) endLeaf(&levels_.back());
+            leaf_ = kNoElement;
+        } else if (!levels_.empty()) {
+            const Level& level = levels_.back();
+            if (level.kind == Level::kEntry && (level.hasKey || !level.isEntry)) {
+                refuseHere(kNotEntries);
+            }
+            depth_ -= level.kind == Level::kEntries ? 0 : 1;
+            levels_.pop_back();
+        }
+    }
+
+    void take(const char* text, int size) {
+        if (leaf_ != kNoElement && keeps_) {
+            model_->texts.append(text, static_cast<std::size_t>(size));
+        }
+    }
+
+    // A key or a value of an entry; its text ends the texts.
+    void endLeaf(Level* level) {
+        model_->texts.push_back('\0');
+        if (leaf_ != kKey) return endValue(level, leaf_);
+        level->hasKey = true;
+        key_ = static_cast<Text>(textBegin_);
+        const char* key = &model_->texts[textBegin_];
+        if (levels_.size() == 1 && strcmp(key, "$archiver") == 0) {
+            refuse(
+                "the archive of a registry viewer, not a capture; take one on that Mac with "
+                "ioreg -a -l");
+        }
+        int structure = strncmp(key, "IO", 2) == 0 ? 0 : kProperty;
+        while (structure < kProperty && strcmp(key, kStructure[structure]) != 0) ++structure;
+        level->key = static_cast<Structure>(structure);
+        if (structure == kProperty) return;
+        level->isEntry = true;
+        model_->texts.resize(textBegin_);
+    }
+
+    void endValue(Level* level, Element element) {
+        PlaneNode& node = model_->planes[plane_].nodes[level->node];
+        EntryRecord& entry = model_->entries[node.entry];
+        const Text text = static_cast<Text>(textBegin_);
+        level->hasKey = false;
+        switch (level->key) {
+            case kName:
+                node.name = entry.name = text;
+                break;
+            case kClass:
+                entry.className = text;
+                break;
+            case kLocation:
+                node.location = text;
+                break;
+            case kId:
+                entry.id = integerOf(&model_->texts[text]);
+                model_->texts.resize(text);
+                break;
+            default:
+                model_->captured.push_back({key_, entry.firstCaptured, element});
+                entry.firstCaptured = static_cast<std::uint32_t>(model_->captured.size() - 1);
+        }
     }
 
     Model* model_;
     std::uint32_t plane_;
-    const char* path_;
-    bool complained_ = false;
-    std::vector<Level> levels_;
+    XML_Parser parser_;
+    std::string problem_;
+    std::uint64_t fed_ = 0;
+    std::vector<Level> levels_;  // outermost first
+    std::size_t depth_ = 0;
+    bool seenPlist_ = false;
+    bool seenTop_ = false;
+    Element leaf_ = kNoElement;  // whose text is being read
+    bool keeps_ = false;         // that text is an entry's, not one of a value inside of a value
+    std::size_t textBegin_ = 0;  // where that text begins
+    Text key_ = 0;
 };
 
 }  // namespace
 
-bool loadCapture(Model* model, std::uint32_t plane, const char* path, bool optional) {
-    std::size_t size = 0;
-    char* content = readFile(path, &size);
-    if (content == nullptr) {
-        if (optional && errno == ENOENT) return true;
-        complain(path, strerror(errno));
-        return false;
+bool loadCapture(Model* model, std::uint32_t plane, const std::string& path, std::string* problem) {
+    const char* refusal = "";
+    const int fd = openRegular(path.c_str(), &refusal);
+    *problem = refusal;
+    if (fd != -1) {
+        const auto first = static_cast<std::uint32_t>(model->planes[plane].nodes.size());
+        *problem = Reader(model, plane).read(fd);
+        close(fd);
+        if (problem->empty()) settleNodes(model, plane, first);
     }
-    const plist_t list = parseList(content, size);
-    free(content);
-    const plist_type type = list != nullptr ? plist_get_node_type(list) : PLIST_NONE;
-    if (type != PLIST_DICT && type != PLIST_ARRAY) {
-        complain(path, "not a property list of registry entries");
-        return false;
-    }
-    Walk walk(model, plane, path);
-    if (type == PLIST_ARRAY) {
-        walk.through(list, 0);
-        return true;
-    }
-    // A dictionary is the root of the plane, as ioreg prints a whole one.
-    if (model->entries[0].captured == nullptr) model->entries[0].captured = list;
-    const plist_t children = plist_dict_get_item(list, kChildren);
-    if (children != nullptr && plist_get_node_type(children) == PLIST_ARRAY) {
-        walk.through(children, 0);
-    } else if (children != nullptr) {
-        complain(path, "children that are no array are left out");
-    }
-    return true;
+    if (!problem->empty()) *problem = "registry capture " + path + ": " + *problem;
+    return problem->empty();
 }
 
-static property::Value numberFrom(std::uint64_t bits) {
-    const auto number = static_cast<std::int64_t>(bits);
+// The text behind the key of a property.
+static const char* valueText(const Model& model, const CapturedProperty& captured) {
+    const char* key = &model.texts[captured.key];
+    return key + strlen(key) + 1;
+}
+
+static property::Value numberFrom(const char* text) {
+    const auto number = static_cast<std::int64_t>(integerOf(text));
     if (number >= std::numeric_limits<std::int32_t>::min() &&
         number <= std::numeric_limits<std::uint32_t>::max()) {
         const auto narrowed = static_cast<std::int32_t>(number);
@@ -214,44 +320,61 @@ static property::Value numberFrom(std::uint64_t bits) {
     return property::CreateNumber(property::kInt64, &number);
 }
 
-static property::Value valueFrom(plist_t item) {
-    std::uint64_t length = 0;
-    switch (plist_get_node_type(item)) {
-        case PLIST_BOOLEAN: {
-            std::uint8_t boolean = 0;
-            plist_get_bool_val(item, &boolean);
-            return property::CreateBoolean(boolean != 0);
-        }
-        case PLIST_UINT: {
-            std::uint64_t number = 0;
-            plist_get_uint_val(item, &number);
-            return numberFrom(number);
-        }
-        case PLIST_REAL: {
-            double number = 0;
-            plist_get_real_val(item, &number);
-            return property::CreateNumber(property::kFloat64, &number);
-        }
-        case PLIST_STRING: {
-            const char* text = plist_get_string_ptr(item, &length);
-            return text != nullptr ? property::CreateString(text, property::kUtf8) : nullptr;
-        }
-        case PLIST_DATA: {
-            const char* bytes = plist_get_data_ptr(item, &length);
-            return property::CreateData(reinterpret_cast<const std::uint8_t*>(bytes),
-                                        static_cast<std::int64_t>(length));
-        }
+static property::Value dataFrom(const char* text) {
+    constexpr char kDigits[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+    std::string bytes;
+    std::uint32_t bits = 0;
+    int held = 0;
+    for (; *text != '\0' && *text != '='; ++text) {
+        const char* digit = strchr(kDigits, *text);
+        if (digit == nullptr) continue;  // the lines are indented
+        bits = bits << 6 | static_cast<std::uint32_t>(digit - kDigits);
+        held += 6;
+        if (held < 8) continue;
+        held -= 8;
+        bytes.push_back(static_cast<char>(bits >> held));
+    }
+    return property::CreateData(reinterpret_cast<const std::uint8_t*>(bytes.data()),
+                                static_cast<std::int64_t>(bytes.size()));
+}
+
+static property::Value valueFrom(const Model& model, const CapturedProperty& captured) {
+    double real = 0;
+    switch (captured.element) {
+        case kTrue:
+        case kFalse:
+            return property::CreateBoolean(captured.element == kTrue);
+        case kInteger:
+            return numberFrom(valueText(model, captured));
+        case kReal:
+            real = strtod(valueText(model, captured), nullptr);
+            return property::CreateNumber(property::kFloat64, &real);
+        case kString:
+            return property::CreateString(valueText(model, captured), property::kUtf8);
+        case kData:
+            return dataFrom(valueText(model, captured));
         default:
             return CreateOther();
     }
 }
 
-property::Value capturedProperty(void* captured, const char* name) {
-    for (const char* structural : kStructure) {
-        if (strcmp(name, structural) == 0) return nullptr;
+property::Value capturedProperty(const Model& model, const EntryRecord& entry, const char* name) {
+    std::uint32_t next = entry.firstCaptured;
+    while (next != kNone && strcmp(&model.texts[model.captured[next].key], name) != 0) {
+        next = model.captured[next].next;
     }
-    const plist_t item = plist_dict_get_item(captured, name);
-    return item != nullptr ? valueFrom(item) : nullptr;
+    return next != kNone ? valueFrom(model, model.captured[next]) : nullptr;
+}
+
+bool readCallouts(const std::string& path, std::vector<std::string>* callouts,
+                  std::string* problem) {
+    Model model;
+    if (!loadCapture(&model, 0, path, problem)) return false;
+    for (const CapturedProperty& captured : model.captured) {
+        if (strcmp(&model.texts[captured.key], "IOCalloutDevice") != 0) continue;
+        callouts->emplace_back(captured.element == kString ? valueText(model, captured) : "");
+    }
+    return true;
 }
 
 }  // namespace simulated

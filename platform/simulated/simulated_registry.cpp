@@ -1,10 +1,14 @@
 #include "platform/simulated/simulated_registry.h"
 
-#include <climits>
+#include <dirent.h>
+#include <fnmatch.h>
+#include <unistd.h>
+
+#include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
-#include "platform/bounded_text.h"
 #include "platform/simulated/registry_model.h"
 #include "platform/simulated/station_root.h"
 
@@ -16,13 +20,13 @@ constexpr std::int32_t kIOReturnBadArgument = static_cast<std::int32_t>(0xe00002
 constexpr registry::Object kIteratorBit = 0x80000000;
 constexpr std::uint32_t kServicePlaneIndex = 0;
 
+enum class Wanted { kAll, kClass, kName };
+
 struct Iterator {
     std::uint32_t plane = 0;
-    std::uint32_t node = kNoNode;  // the one handed out last
-    bool done = false;
-    const char* wanted = nullptr;  // class or name; null: all
-    bool byName = false;
-    std::string text;
+    std::uint32_t node = 0;  // the one handed out last; at first the root
+    Wanted wanted = Wanted::kAll;
+    std::string text;  // the class or name
     int handedOut = 0;
     bool valid = true;
     std::uint32_t references = 0;
@@ -34,7 +38,7 @@ struct Fault {
 };
 
 struct MatchingText {
-    bool byName;
+    Wanted wanted;
     std::string text;
 };
 
@@ -50,43 +54,65 @@ struct Registry {
     bool invalidateWithLast = false;
     std::size_t liveObjects = 0;
     std::size_t misuses = 0;
-
-    Registry() {
-        model.entries.emplace_back();
-        model.entries[0].name = "Root";
-        model.entries[0].className = "IORegistryEntry";
-        planeIndex(&model, registry::kServicePlane);
-    }
 };
 
-Registry* theRegistry = nullptr;
-
+// Never destroyed: giving back every entry of a large capture takes time when the program ends.
 Registry& reg() {
-    if (theRegistry == nullptr) theRegistry = new Registry;
-    return *theRegistry;
+    static auto* const registry = new Registry;
+    return *registry;
+}
+
+const char* textAt(Text text) {
+    return &reg().model.texts[text];
 }
 
 // The fault's code when the call is to fail now.
 std::int32_t failing(Call call) {
     Fault& fault = reg().faults[static_cast<int>(call)];
     if (fault.code == registry::kSuccess) return registry::kSuccess;
-    return fault.passes-- > 0 ? registry::kSuccess : (fault.passes = 0, fault.code);
+    if (fault.passes == 0) return fault.code;
+    --fault.passes;
+    return registry::kSuccess;
 }
 
-bool loadPlane(const char* name, const char* file, bool optional) {
-    char path[PATH_MAX];
-    if (!stationPath(path, sizeof path, file)) return true;
+bool loadFile(std::uint32_t plane, const std::string& path) {
+    std::string problem;
+    if (loadCapture(&reg().model, plane, path, &problem)) return true;
+    fprintf(stderr, "%s\n", problem.c_str());
+    return false;
+}
+
+int byName(const dirent** one, const dirent** other) {
+    return strcmp((*one)->d_name, (*other)->d_name);
+}
+
+// PLANE.plist and then every PLANE-*.plist, in the order of their names.
+bool loadPlane(const char* name, bool optional) {
+    const std::string folder = stationRoot() + std::string("/ioregistry/");
     const std::uint32_t plane = planeIndex(&reg().model, name);
-    reg().model.planes[plane].loadFailed = !loadCapture(&reg().model, plane, path, optional);
-    return !reg().model.planes[plane].loadFailed;
+    const std::string first = folder + name + ".plist";
+    const bool isMissing = access(first.c_str(), F_OK) == -1 && errno == ENOENT;
+    bool loaded = (optional && isMissing) || loadFile(plane, first);
+    dirent** files = nullptr;
+    const int count = scandir(folder.c_str(), &files, nullptr, byName);
+    for (int index = 0; index < count; ++index) {
+        const std::string file = files[index]->d_name;
+        const bool isFurther =
+            fnmatch((name + std::string("-*.plist")).c_str(), file.c_str(), 0) == 0;
+        if (isFurther) loaded = loaded && loadFile(plane, folder + file);
+        free(files[index]);
+    }
+    free(files);
+    if (!loaded) reg().model.planes[plane].nodes.assign(1, PlaneNode());
+    reg().model.planes[plane].loadFailed = !loaded;
+    return loaded;
 }
 
 bool loadServices() {
     Registry& registry = reg();
-    if (!registry.ownRegistry && !registry.servicesLoaded) {
+    if (!registry.ownRegistry && !registry.servicesLoaded && stationRoot() != nullptr) {
         registry.servicesLoaded = true;
-        registry.servicesFailed =
-            !loadPlane(registry::kServicePlane, "/ioregistry/IOService.plist", false);
+        registry.servicesFailed = !checkStationRoot() || !loadPlane(registry::kServicePlane, false);
     }
     return !registry.servicesFailed;
 }
@@ -94,10 +120,10 @@ bool loadServices() {
 // The plane's index, or -1. The device tree is read when it is asked for.
 int findPlane(const char* name) {
     Registry& registry = reg();
-    if (!registry.ownRegistry && !registry.deviceTreeLoaded &&
+    if (!registry.ownRegistry && !registry.deviceTreeLoaded && stationRoot() != nullptr &&
         strcmp(name, registry::kDeviceTreePlane) == 0) {
         registry.deviceTreeLoaded = true;
-        loadPlane(registry::kDeviceTreePlane, "/ioregistry/IODeviceTree.plist", true);
+        loadPlane(registry::kDeviceTreePlane, true);
     }
     for (std::size_t index = 0; index < registry.model.planes.size(); ++index) {
         if (registry.model.planes[index].name == name) return static_cast<int>(index);
@@ -149,107 +175,116 @@ registry::Object handOutIterator(Iterator iterator) {
     return kIteratorBit | static_cast<registry::Object>(index);
 }
 
-std::uint32_t nodeAfter(const Plane& plane, std::uint32_t node) {
-    if (plane.nodes[node].firstChild != kNoNode) return plane.nodes[node].firstChild;
-    while (node != kNoNode && plane.nodes[node].nextSibling == kNoNode) {
+// The node behind `node` in a walk that does not go below it when `isLeaf`, or kNone.
+std::uint32_t nodeAfter(const Plane& plane, std::uint32_t node, bool isLeaf) {
+    if (!isLeaf && plane.nodes[node].firstChild != kNone) return plane.nodes[node].firstChild;
+    while (node != kNone && plane.nodes[node].nextSibling == kNone) {
         node = plane.nodes[node].parent;
     }
-    return node == kNoNode ? kNoNode : plane.nodes[node].nextSibling;
+    return node == kNone ? kNone : plane.nodes[node].nextSibling;
 }
 
+// A walk hands out an entry at each of its places; a match, once.
 bool isWanted(const Iterator& iterator, const PlaneNode& node) {
-    if (node.repeated) return false;
-    if (iterator.wanted == nullptr) return true;
+    if (iterator.wanted == Wanted::kAll) return true;
     const EntryRecord& entry = reg().model.entries[node.entry];
-    return iterator.text == (iterator.byName ? entry.name : entry.className);
+    const Text text = iterator.wanted == Wanted::kName ? entry.name : entry.className;
+    return !node.repeated && iterator.text == textAt(text);
 }
 
 // Whether the component of a path, "name" or "name@location", names the node.
 bool isNamed(const PlaneNode& node, const std::string& component) {
-    if (component == node.name) return true;
-    return *node.location != '\0' && component == std::string(node.name) + "@" + node.location;
+    const std::string name = textAt(node.name);
+    return component == name ||
+           (node.location != 0 && component == name + "@" + textAt(node.location));
 }
 
 std::uint32_t findChild(const Plane& plane, std::uint32_t parent, const std::string& component) {
     std::uint32_t child = plane.nodes[parent].firstChild;
-    while (child != kNoNode && !isNamed(plane.nodes[child], component)) {
+    while (child != kNone && !isNamed(plane.nodes[child], component)) {
         child = plane.nodes[child].nextSibling;
     }
     return child;
 }
 
+Text addText(Model* model, const std::string& text) {
+    const auto place = static_cast<Text>(model->texts.size());
+    model->texts.append(text.c_str(), text.size() + 1);
+    return place;
+}
+
 }  // namespace
+
+Model::Model() : entries(1), texts(1, '\0') {
+    entries[0].name = addText(this, "Root");
+    entries[0].className = addText(this, "IORegistryEntry");
+    planeIndex(this, registry::kServicePlane);
+}
 
 std::uint32_t planeIndex(Model* model, const char* name) {
     for (std::uint32_t index = 0; index < model->planes.size(); ++index) {
         if (model->planes[index].name == name) return index;
     }
     const auto index = static_cast<std::uint32_t>(model->planes.size());
-    model->planes.push_back({name, false, {PlaneNode{0, "", ""}}});
+    model->planes.push_back({name, false, std::vector<PlaneNode>(1)});
     model->entries[0].planes |= 1U << index;
     return index;
 }
 
-std::uint32_t appendEntry(Model* model, std::uint32_t plane, std::uint32_t parent,
-                          const NewEntry& entry) {
-    auto index = static_cast<std::uint32_t>(model->entries.size());
-    bool isNew = true;
-    if (entry.id != 0) {
-        const auto [place, inserted] = model->entriesById.emplace(entry.id, index);
-        index = place->second;
-        isNew = inserted;
-    }
-    if (isNew) {
-        EntryRecord record;
-        record.name = entry.name;
-        record.className = entry.className;
-        record.captured = entry.captured;
-        model->entries.push_back(std::move(record));
-    }
-    const std::uint32_t bit = 1U << plane;
+std::uint32_t appendNode(Model* model, std::uint32_t plane, std::uint32_t parent) {
     std::vector<PlaneNode>& nodes = model->planes[plane].nodes;
-    PlaneNode node{index, entry.name, entry.location};
-    node.repeated = (model->entries[index].planes & bit) != 0;
-    node.parent = parent;
-    model->entries[index].planes |= bit;
     const auto place = static_cast<std::uint32_t>(nodes.size());
-    nodes.push_back(node);
-    if (nodes[parent].lastChild == kNoNode) {
-        nodes[parent].firstChild = place;
-    } else {
-        nodes[nodes[parent].lastChild].nextSibling = place;
-    }
-    nodes[parent].lastChild = place;
+    PlaneNode& node = nodes.emplace_back();
+    node.entry = static_cast<std::uint32_t>(model->entries.size());
+    node.parent = parent;
+    model->entries.emplace_back();
+    std::uint32_t* link = nodes[parent].lastChild == kNone
+                              ? &nodes[parent].firstChild
+                              : &nodes[nodes[parent].lastChild].nextSibling;
+    *link = nodes[parent].lastChild = place;
     return place;
+}
+
+void settleNodes(Model* model, std::uint32_t plane, std::uint32_t first) {
+    std::vector<PlaneNode>& nodes = model->planes[plane].nodes;
+    const std::uint32_t bit = 1U << plane;
+    model->entriesById.reserve(model->entriesById.size() + nodes.size() - first);
+    for (std::uint32_t index = first; index < nodes.size(); ++index) {
+        PlaneNode& node = nodes[index];
+        const std::uint64_t id = model->entries[node.entry].id;
+        if (id != 0) node.entry = model->entriesById.emplace(id, node.entry).first->second;
+        std::uint32_t& planes = model->entries[node.entry].planes;
+        node.repeated = (planes & bit) != 0;
+        planes |= bit;
+    }
 }
 
 void ClearRegistry() {
     for (const EntryRecord& entry : reg().model.entries) {
         for (const auto& [name, value] : entry.properties) property::Release(value);
     }
-    delete theRegistry;
-    theRegistry = new Registry;
-    theRegistry->ownRegistry = true;
-}
-
-static const char* keepText(const std::string& text) {
-    return reg().model.texts.emplace_back(text).c_str();
+    reg() = Registry();
+    reg().ownRegistry = true;
 }
 
 Entry AddEntry(const char* plane, Entry parent, const EntryDescription& description) {
     Model& model = reg().model;
     const std::uint32_t index = planeIndex(&model, plane);
+    const std::vector<PlaneNode>& nodes = model.planes[index].nodes;
     std::uint32_t parentNode = 0;
     if (parent != kRoot) {
-        const std::vector<PlaneNode>& nodes = model.planes[index].nodes;
         while (parentNode < nodes.size() && nodes[parentNode].entry != parent) ++parentNode;
         if (parentNode == nodes.size()) parentNode = 0;
     }
-    const std::uint32_t node =
-        appendEntry(&model, index, parentNode,
-                    {keepText(description.name), keepText(description.className),
-                     keepText(description.location), description.id, nullptr});
-    return model.planes[index].nodes[node].entry;
+    const std::uint32_t place = appendNode(&model, index, parentNode);
+    PlaneNode& node = model.planes[index].nodes[place];
+    EntryRecord& entry = model.entries[node.entry];
+    node.name = entry.name = addText(&model, description.name);
+    node.location = description.location.empty() ? 0 : addText(&model, description.location);
+    entry.className = addText(&model, description.className);
+    entry.id = description.id;
+    settleNodes(&model, index, place);
+    return node.entry;
 }
 
 void SetProperty(Entry entry, const char* name, property::Value value) {
@@ -297,17 +332,17 @@ std::int32_t MasterPort(Port* port) {
     return loadServices() ? kSuccess : kIOReturnError;
 }
 
-static Matching matchingFor(bool byName, const char* text) {
+static Matching matchingFor(Wanted wanted, const char* text) {
     if (failing(Call::kServiceMatching) != kSuccess) return nullptr;
-    return new MatchingText{byName, text};
+    return new MatchingText{wanted, text};
 }
 
 Matching ServiceMatching(const char* className) {
-    return matchingFor(false, className);
+    return matchingFor(Wanted::kClass, className);
 }
 
 Matching ServiceNameMatching(const char* name) {
-    return matchingFor(true, name);
+    return matchingFor(Wanted::kName, name);
 }
 
 std::int32_t GetMatchingServices(Port, Matching matching, Object* iterator) {
@@ -317,9 +352,8 @@ std::int32_t GetMatchingServices(Port, Matching matching, Object* iterator) {
     if (fault == kSuccess) {
         Iterator made;
         made.plane = kServicePlaneIndex;
-        made.byName = text->byName;
+        made.wanted = text->wanted;
         made.text = text->text;
-        made.wanted = "";
         *iterator = handOutIterator(std::move(made));
     }
     delete text;
@@ -335,14 +369,14 @@ Object IteratorNext(Object object) {
         iterator->valid = false;
         if (!registry.invalidateWithLast) return 0;
     }
-    if (iterator->done) return 0;
     const Plane& plane = registry.model.planes[iterator->plane];
-    std::uint32_t node = nodeAfter(plane, iterator->node == kNoNode ? 0 : iterator->node);
-    while (node != kNoNode && !isWanted(*iterator, plane.nodes[node]))
-        node = nodeAfter(plane, node);
-    iterator->done = node == kNoNode;
-    if (iterator->done) return 0;
-    iterator->node = node;
+    std::uint32_t& node = iterator->node;
+    do {
+        if (node == kNone) return 0;
+        // A walk descends into an entry once.
+        const bool isLeaf = iterator->wanted == Wanted::kAll && plane.nodes[node].repeated;
+        node = nodeAfter(plane, node, isLeaf);
+    } while (node == kNone || !isWanted(*iterator, plane.nodes[node]));
     ++iterator->handedOut;
     return handOutEntry(plane.nodes[node].entry);
 }
@@ -355,8 +389,7 @@ bool IteratorIsValid(Object object) {
 void IteratorReset(Object object) {
     Iterator* iterator = iteratorOf(object);
     if (iterator == nullptr) return;
-    iterator->node = kNoNode;
-    iterator->done = false;
+    iterator->node = 0;
     iterator->handedOut = 0;
     iterator->valid = true;
 }
@@ -380,7 +413,7 @@ property::Value EntryCreateProperty(Object object, const char* name) {
     for (const auto& [known, value] : entry->properties) {
         if (known == name) return Retain(value);
     }
-    return entry->captured != nullptr ? capturedProperty(entry->captured, name) : nullptr;
+    return capturedProperty(reg().model, *entry, name);
 }
 
 property::Value EntrySearchProperty(Object entry, const char*, const char* name) {
@@ -400,14 +433,14 @@ Object EntryFromPath(Port, const char* path) {
     const int index = findPlane(std::string(path, separator).c_str());
     if (index < 0) return 0;
     const Plane& plane = reg().model.planes[static_cast<std::size_t>(index)];
-    std::uint32_t node = 0;
+    std::uint32_t node = plane.nodes[0].firstChild;  // which has no name in a path
     const char* rest = separator + 2;
-    while (*rest != '\0' && node != kNoNode) {
+    while (*rest != '\0' && node != kNone) {
         const std::size_t length = strcspn(rest, "/");
         node = findChild(plane, node, std::string(rest, length));
         rest += length + (rest[length] == '/' ? 1 : 0);
     }
-    return node == kNoNode ? 0 : handOutEntry(plane.nodes[node].entry);
+    return node == kNone ? 0 : handOutEntry(plane.nodes[node].entry);
 }
 
 bool EntryInPlane(Object object, const char* name) {

@@ -1,6 +1,14 @@
 #include "platform/simulated/station_root.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <climits>
+#include <cstdio>
 #include <cstdlib>
+#include <cstring>
 
 #include "platform/bounded_text.h"
 
@@ -14,6 +22,40 @@ const char* stationRoot() {
 bool stationPath(char* target, std::size_t size, const char* path) {
     const char* root = stationRoot();
     return root != nullptr && formatText(target, size, "%s%s", root, path);
+}
+
+int openRegular(const char* path, const char** problem) {
+    // Without O_NONBLOCK a FIFO's open waits for a writer.
+    const int fd = open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    struct stat status = {};
+    if (fd == -1 || fstat(fd, &status) == -1) {
+        *problem = strerror(errno);
+    } else if (!S_ISREG(status.st_mode)) {
+        *problem = "not a regular file";
+    } else {
+        return fd;
+    }
+    if (fd != -1) close(fd);
+    return -1;
+}
+
+bool checkStationRoot() {
+    char path[PATH_MAX];
+    if (!stationPath(path, sizeof path, "/ioregistry/IODeviceTree.plist")) {
+        fprintf(stderr, "TARNWICK_STATION: the path is too long: make a shorter one\n");
+        return false;
+    }
+    stationPath(path, sizeof path, "/host.conf");
+    if (access(path, F_OK) == -1 && errno == ENOENT) return true;
+    const char* problem = "";
+    const int fd = openRegular(path, &problem);
+    if (fd != -1) {
+        close(fd);
+        return true;
+    }
+    fprintf(stderr, "%s: %s; it has lines such as \"user-id 0\", or may be missing\n", path,
+            problem);
+    return false;
 }
 
 }  // namespace simulated

@@ -11,4 +11,12 @@ const char* stationRoot();
 // when there is no root or no room.
 bool stationPath(char* target, std::size_t size, const char* path);
 
+// Opens a file for reading that must be a regular one, without ever waiting. -1 when it is none,
+// with what is wrong in `problem`, which stays valid for good. The caller closes the descriptor.
+int openRegular(const char* path, const char** problem);
+
+// False, after a line on standard error, when the root's path is too long for the files in it or
+// host.conf is there and no file that can be read.
+bool checkStationRoot();
+
 }  // namespace simulated

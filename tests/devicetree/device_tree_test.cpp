@@ -34,10 +34,13 @@ class DeviceTree : public testing::Test {
     void SetUp() override {
         simulated::ClearRegistry();
         values_ = simulated::LiveValues();
-        cpus_ =
-            simulated::AddEntry(kDeviceTreePlane, simulated::kRoot, {"cpus", "IOPlatformDevice"});
+        const auto tree =
+            simulated::AddEntry(kDeviceTreePlane, simulated::kRoot, {"device-tree", "Expert"});
+        cpus_ = simulated::AddEntry(kDeviceTreePlane, tree, {"cpus", "IOPlatformDevice"});
         cpu_ = simulated::AddEntry(kDeviceTreePlane, cpus_, {"cpu", "IOPlatformDevice", "1", 77});
-        simulated::AddEntry(kServicePlane, simulated::kRoot, {"cpu", "IOPlatformDevice", "1", 77});
+        const auto board =
+            simulated::AddEntry(kServicePlane, simulated::kRoot, {"board", "Expert"});
+        simulated::AddEntry(kServicePlane, board, {"cpu", "IOPlatformDevice", "1", 77});
         elsewhere_ = simulated::AddEntry("IOUSB", simulated::kRoot, {"hub", "IOUSBDevice"});
     }
     void TearDown() override {

@@ -1,11 +1,15 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 #include <string>
 
 #include "platform/host.h"
@@ -26,41 +30,67 @@ std::string children(const std::string& entries) {
     return "<key>IORegistryEntryChildren</key><array>" + entries + "</array>";
 }
 
+std::string repeated(int count, const std::string& text) {
+    std::string result;
+    for (int index = 0; index < count; ++index) result += text;
+    return result;
+}
+
+// Entries that nest `levels` deep.
+std::string nested(int levels) {
+    const std::string level = entry("n", children(" "));
+    const std::size_t middle = level.find(' ');
+    return kHead + "<array>" + repeated(levels - 1, level.substr(0, middle)) + entry("leaf", "") +
+           repeated(levels - 1, level.substr(middle + 1)) + "</array></plist>";
+}
+
 // The registry is read once in a run, so each capture is looked at by a child of its own, whose
-// exit status is what `look` returns.
+// exit status is what `look` returns and whose standard error stays in the file "said".
 class StationRoot : public testing::Test {
   protected:
     void SetUp() override {
         char pattern[] = "/tmp/tarnwick root.XXXXXX";
         root = mkdtemp(pattern);
-        fs::create_directories(root / "ioregistry");
-        fs::create_directories(root / "dev");
-        fs::create_directories(root / "sbin");
-        fs::create_directories(root / "tmp");
+        for (const char* folder : {"ioregistry", "dev", "sbin", "tmp"}) {
+            fs::create_directories(root / folder);
+        }
         setenv("TARNWICK_STATION", root.c_str(), 1);
     }
     void TearDown() override { fs::remove_all(root); }
 
-    void write(const char* file, const std::string& text) const {
+    void write(const fs::path& file, const std::string& text) const {
         std::ofstream(root / file, std::ios::binary) << text;
     }
     template <typename Look>
     int inChild(Look look) const {
         const pid_t child = fork();
-        if (child == 0) _exit(look());
+        if (child == 0) {
+            alarm(20);
+            [[maybe_unused]] const FILE* said = freopen((root / "said").c_str(), "w", stderr);
+            const int result = look();
+            fflush(stderr);
+            _exit(result);
+        }
         int status = 0;
         waitpid(child, &status, 0);
         return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+    }
+    std::string said() const {
+        std::ostringstream text;
+        text << std::ifstream(root / "said").rdbuf();
+        return text.str();
     }
 
     fs::path root;
 };
 
-// The number of entries of the class, or 100 when the registry cannot be had.
+constexpr int kNoRegistry = 255;
+
+// The number of entries of the class, or kNoRegistry when the registry cannot be had.
 int countClass() {
     registry::Port port = 0;
     registry::Object iterator = 0;
-    if (registry::MasterPort(&port) != 0) return 100;
+    if (registry::MasterPort(&port) != 0) return kNoRegistry;
     registry::GetMatchingServices(port, registry::ServiceMatching("Class"), &iterator);
     int count = 0;
     while (const registry::Object object = registry::IteratorNext(iterator)) {
@@ -68,23 +98,16 @@ int countClass() {
         ++count;
     }
     registry::ObjectRelease(iterator);
-    return count;
+    return count % 256;
 }
 
 }  // namespace
 
 TEST_F(StationRoot, TakesWhatACaptureHolds) {
-    const std::string level = entry("n", children(" "));
-    const std::size_t middle = level.find(' ');
-    std::string head, tail;
-    for (int depth = 0; depth < 10000; ++depth) {
-        head.append(level, 0, middle);
-        tail.append(level, middle + 1);
-    }
-    const std::string deep = head + entry("leaf", "") + tail;
-    std::string wide;
-    for (int index = 0; index < 90; ++index) wide += entry("n", "");
     const std::string id = "<key>IORegistryEntryID</key><integer>5</integer>";
+    const std::string utf8 = kHead + "<array>" + entry("a", "") + "</array></plist>";
+    std::string utf16 = "\xFF\xFE";
+    for (const char letter : utf8) utf16 += {letter, '\0'};
     const struct {
         const char* what;
         std::string capture;
@@ -93,44 +116,135 @@ TEST_F(StationRoot, TakesWhatACaptureHolds) {
         {"a dictionary",
          kHead + entry("Root", children(entry("a", children(entry("b", ""))))) + "</plist>", 2},
         {"an array", kHead + "<array>" + entry("a", "") + entry("b", "") + "</array></plist>", 2},
-        {"many children", kHead + "<array>" + wide + "</array></plist>", 90},
         {"the same entry twice",
          kHead + "<array>" + entry("a", id) + entry("b", id) + "</array></plist>", 1},
-        {"a child that is no dictionary",
-         kHead + "<array><string>x</string>" + entry("a", "") +
-             "<date>2020-01-01T00:00:00Z</date></array></plist>",
-         1},
-        {"children that are no array",
-         kHead + "<array>" + entry("a", "<key>IORegistryEntryChildren</key><true/>") +
+        {"the id behind the children",
+         kHead + "<array>" + entry("a", children(entry("b", "")) + id) + entry("a", id) +
              "</array></plist>",
-         1},
-        {"a name that is no string",
-         kHead + "<array><dict><key>IORegistryEntryName</key><integer>1</"
-                 "integer><key>IOObjectClass</key><array/></dict></array></plist>",
-         0},
-        {"no entries", kHead + "<dict/></plist>", 0},
-        {"nothing", "", 100},
-        {"a piece", kHead + "<dict><key>IOR", 100},
-        {"text", "Index Refs Address", 100},
-        {"a string", kHead + "<string>x</string></plist>", 100},
-        {"a damaged binary", "bplist00\xD1\x01\x02" + std::string(40, '\xFF'), 100},
+         2},
+        {"containers and entities as values",
+         kHead + "<array>" +
+             entry("a",
+                   "<key>v</key><dict><key>IOObjectClass</key><array>"
+                   "<string>Class</string><dict/></array></dict>") +
+             entry("b", "<key>v</key><string>&#128246;&lt;</string>") + "</array></plist>",
+         2},
+        {"no entries", kHead + "<array/></plist>", 0},
+        {"a byte order mark", "\xEF\xBB\xBF" + utf8, 1},
+        {"UTF-16", utf16, 1},
+        {"a thousand levels", nested(1000), 1000 % 256},
     };
-    for (const auto& example : cases) {
-        write("ioregistry/IOService.plist", example.capture);
-        EXPECT_EQ(inChild(countClass), example.count) << example.what;
+    for (const auto& testCase : cases) {
+        write("ioregistry/IOService.plist", testCase.capture);
+        EXPECT_EQ(inChild(countClass), testCase.count) << testCase.what << said();
     }
-    write("ioregistry/IOService.plist", kHead + "<array>" + deep + "</array></plist>");
-    EXPECT_EQ(inChild([] { return countClass() % 255; }), 10001 % 255) << "deep nesting";
-    fs::remove(root / "ioregistry/IOService.plist");
-    EXPECT_EQ(inChild(countClass), 100) << "missing";
     unsetenv("TARNWICK_STATION");
     EXPECT_EQ(inChild(countClass), 0) << "no station";
+}
+
+TEST_F(StationRoot, RefusesWhatIsNoCapture) {
+    const std::string list = kHead + "<array>";
+    const std::string notEntries =
+        "a property list, but not of registry entries; take the capture with ioreg -a -l";
+    const struct {
+        std::string content, said;
+    } cases[] = {
+        {"", "empty; take the capture with ioreg -a -l"},
+        {"bplist00\xD1\x01", "a binary property list; make it XML with plutil -convert xml1"},
+        {"+-o Root  <class IORegistryEntry>\n",
+         "the text that ioreg prints without -a; take the capture with ioreg -a -l"},
+        {kHead + "<dict><key>$archiver</key><string>NSKeyedArchiver</string></dict></plist>",
+         "the archive of a registry viewer, not a capture; take one on that Mac with ioreg -a -l"},
+        {kHead + "\n<dict><key>IOObj",
+         "line 2: ends too early; not the XML that ioreg -a -l prints"},
+        {kHead + "\n<dict></array>\n",
+         "line 2: mismatched tag; not the XML that ioreg -a -l prints"},
+        {"<html></html>", "line 1: <html>: no property list; take the capture with ioreg -a -l"},
+        {kHead + "</plist>", notEntries},
+        {kHead + "\n<string>x</string></plist>", "line 2: " + notEntries},
+        {kHead + "<dict><key>CFBundleName</key><string>x</string></dict></plist>",
+         "line 1: " + notEntries},
+        {list + "<string>x</string></array></plist>", "line 1: " + notEntries},
+        {list + entry("a", "<key>IORegistryEntryChildren</key><true/>") + "</array></plist>",
+         "line 1: " + notEntries},
+        {list + entry("a", "<key>k</key><key>k</key>") + "</array></plist>",
+         "line 1: no key and value in turn"},
+        {list + entry("a", "<key>k</key><u/>") + "</array></plist>",
+         "line 1: <u>: no property list has it here"},
+        {"<!DOCTYPE plist [<!ENTITY a \"b\">]>" + kHead,
+         "declares entities, which no capture does"},
+        {"<!--" + std::string(2 << 20, 'x') + "-->" + kHead,
+         "line 1: a tag or comment of more than 1 MiB"},
+        {nested(1001), "line 1: nests deeper than 1,000 levels"},
+        {list + entry("a", "<key>k</key>" + repeated(100000, "<array>")),
+         "line 1: nests deeper than 1,000 levels"},
+    };
+    const fs::path capture = root / "ioregistry/IOService.plist";
+    const std::string prefix = "registry capture " + capture.string() + ": ";
+    for (const auto& testCase : cases) {
+        write(capture, testCase.content);
+        EXPECT_EQ(inChild(countClass), kNoRegistry);
+        EXPECT_EQ(said(), prefix + testCase.said + "\n");
+    }
+    fs::remove(capture);
+    EXPECT_EQ(inChild(countClass), kNoRegistry);
+    EXPECT_EQ(said(), prefix + "No such file or directory\n");
+    fs::create_symlink("/dev/zero", capture);
+    EXPECT_EQ(inChild(countClass), kNoRegistry);
+    EXPECT_EQ(said(), prefix + "not a regular file\n");
+}
+
+// What else is wrong with a root ends the run as well, and nobody waits for a FIFO's writer.
+TEST_F(StationRoot, RefusesARootThatCannotBeRead) {
+    const fs::path capture = root / "ioregistry/IOService.plist";
+    write(capture, kHead + "<array/></plist>");
+    for (const char* file : {"ioregistry/IOService-x.plist", "host.conf"}) {
+        const fs::path path = root / file;
+        ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+        EXPECT_EQ(inChild(countClass), kNoRegistry);
+        EXPECT_NE(said().find(path.string() + ": not a regular file"), std::string::npos) << said();
+        fs::remove(path);
+        fs::create_directory(path);
+        EXPECT_EQ(inChild(countClass), kNoRegistry);
+        EXPECT_NE(said().find(path.string() + ": not a regular file"), std::string::npos) << said();
+        fs::remove(path);
+    }
+    EXPECT_EQ(inChild(countClass), 0);
+    setenv("TARNWICK_STATION", ("/" + std::string(5000, 'x')).c_str(), 1);
+    EXPECT_EQ(inChild(countClass), kNoRegistry);
+    EXPECT_EQ(said(), "TARNWICK_STATION: the path is too long: make a shorter one\n");
+}
+
+// Further files stand behind the first, in the order of their names.
+TEST_F(StationRoot, ReadsSeveralFilesAsOnePlane) {
+    const auto withClass = [](const char* name) {
+        return kHead + "<dict>" + children(entry(name, "")) + "</dict></plist>";
+    };
+    write("ioregistry/IOService-b.plist", withClass("c"));
+    write("ioregistry/IOService-a.plist", withClass("b"));
+    write("ioregistry/IOService.plist", withClass("a"));
+    write("ioregistry/IOService-z.plist.part", "");
+    EXPECT_EQ(inChild([] {
+                  registry::Port port = 0;
+                  registry::MasterPort(&port);
+                  registry::Object iterator = 0;
+                  registry::CreateRecursiveIterator(port, "IOService", &iterator);
+                  for (const char* name : {"a", "b", "c"}) {
+                      registry::Object match = 0;
+                      registry::GetMatchingServices(port, registry::ServiceNameMatching(name),
+                                                    &match);
+                      const registry::Object named = registry::IteratorNext(match);
+                      if (named == 0 || named != registry::IteratorNext(iterator)) return 1;
+                  }
+                  return registry::IteratorNext(iterator) == 0 ? 0 : 2;
+              }),
+              0);
 }
 
 TEST_F(StationRoot, HandsOutNumbersAsTheRegistryDoes) {
     write("ioregistry/IOService.plist",
           kHead + "<array>" +
-              entry("a",
+              entry("machine",
                     "<key>n</key><integer>4000000000</integer>"
                     "<key>w</key><integer>5000000000</integer>"
                     "<key>h</key><integer>99999999999999999999999</integer>"
@@ -140,7 +254,7 @@ TEST_F(StationRoot, HandsOutNumbersAsTheRegistryDoes) {
     EXPECT_EQ(inChild([] {
                   registry::Port port = 0;
                   registry::MasterPort(&port);
-                  const registry::Object object = registry::EntryFromPath(port, "IOService:/a");
+                  const registry::Object object = registry::EntryFromPath(port, "IOService:/");
                   using property::Kind;
                   const auto is = [&](const char* name, Kind kind, std::int64_t size) {
                       const property::Value value = registry::EntryCreateProperty(object, name);

@@ -25,12 +25,12 @@ ToolRun station(Words arguments, double limit = 60) {
     return runProgram(arguments, {}, limit);
 }
 
-// A capture of a Mac that has a module of its own.
+// A capture of a Mac that has a module of its own; the station takes the next free name.
 constexpr const char* kCapture = R"(<plist version="1.0"><dict>
 <key>IORegistryEntryName</key><string>Root</string>
 <key>IORegistryEntryChildren</key><array>
 <dict><key>IOObjectClass</key><string>IOSerialBSDClient</string>
-<key>IOCalloutDevice</key><string>/dev/cu.wwanCMD5</string></dict>
+<key>IOCalloutDevice</key><string>/dev/cu.wwanCMD19</string></dict>
 <dict><key>IOObjectClass</key><string>OrvelWWANSupport</string>
 <key>idProduct</key><integer>33329</integer></dict>
 </array></dict></plist>)";
@@ -175,10 +175,10 @@ TEST(Station, ServesOnTopOfACapture) {
     EXPECT_EQ(run.status, 6);
     EXPECT_EQ(run.output,
               "GetWWanValue: code= 1, msg= OpenSerialPort: Error opening serial port "
-              "/dev/cu.wwanCMD5\n\nERROR: GetWWanValue() returns error 1\n"
+              "/dev/cu.wwanCMD19\n\nERROR: GetWWanValue() returns error 1\n"
               "ERROR: GetFWRevision() returns error 6\n");
     EXPECT_EQ(station({"--time-scale", "0.005", "--capture", capture, "-m", "evdo", toolPath(),
-                       "-e", "/dev/cu.wwanCMD19"})
+                       "-e", "/dev/cu.wwanCMD29"})
                   .output,
               "809A1B20\n");
 }
@@ -201,8 +201,9 @@ TEST(Station, RefusesWhatItDoesNotKnow) {
         {{"--user-id", "1000.7"}, "not a whole number: '1000.7'"},
         {{"--verbose=yes"}, "the option takes no argument: '--verbose=yes'"},
         {{"-m", "0x-5"}, "not a number: '0x-5'"},
-        {{"--capture", "/no/such/file"}, "/no/such/file: cannot be read"},
-        {{"--capture", "/dev/null"}, "/dev/null: not a registry capture"},
+        {{"--capture", "/no/such/file"},
+         "registry capture /no/such/file: No such file or directory"},
+        {{"--capture", "/dev/zero"}, "registry capture /dev/zero: not a regular file"},
     };
     for (const auto& example : cases) {
         Words arguments = example.arguments;
