@@ -271,19 +271,34 @@ static void dropMatches(Matches* matches) {
     matches->count = 0;
 }
 
+// Whether the property's bytes are those that `value` begins with; without one, any are. Returns
+// the conversion's result. Data needs no conversion, nor does a string that is not compared.
+static std::int32_t compareProperty(property::Value found, const void* value, bool* isEqual) {
+    const property::Kind kind = property::KindOf(found);
+    *isEqual = value == nullptr;
+    if (kind == property::Kind::kData) {
+        const std::uint32_t length = DT_CFTypeRefSize(found);
+        if (value != nullptr) {
+            *isEqual = length == 0 || memcmp(value, property::DataBytes(found), length) == 0;
+        }
+        return kDTOk;
+    }
+    if (kind == property::Kind::kString && value == nullptr) return kDTOk;
+    std::uint8_t bytes[kDTLongestProperty];
+    std::uint32_t size = sizeof bytes;
+    const std::int32_t result = DT_ConvertCFTypeRefToValue(found, bytes, &size);
+    if (value != nullptr) *isEqual = result == kDTOk && memcmp(value, bytes, size) == 0;
+    return result;
+}
+
 // Takes over the entry. Returns the conversion's result, or `result` when the property is absent.
 static std::int32_t matchEntry(Object entry, const char* name, const void* value, Matches* matches,
                                std::int32_t result) {
     const property::Value found = propertyOf(entry, name);
-    bool matched = found != nullptr;
-    if (found != nullptr) {
-        std::uint8_t bytes[kDTLongestProperty];
-        std::uint32_t size = sizeof bytes;
-        result = DT_ConvertCFTypeRefToValue(found, bytes, &size);
-        property::Release(found);
-        if (value != nullptr) matched = result == kDTOk && memcmp(value, bytes, size) == 0;
-    }
-    if (matched) {
+    bool isMatch = false;
+    if (found != nullptr) result = compareProperty(found, value, &isMatch);
+    property::Release(found);
+    if (isMatch) {
         addMatch(matches, entry);
     } else {
         registry::ObjectRelease(entry);

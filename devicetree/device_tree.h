@@ -67,7 +67,7 @@ std::int32_t DT_FindDeviceID(const char* spec, registry::Object* entry);
 // `value` begins with, so `value` must be as long as the longest of them. Up to `maxEntries`, 1 at
 // least, matches are stored in `entries`; `*count` receives the number of all. Returns the result
 // of the last conversion (normally kDTOk), or the registry's code when the plane cannot be walked.
-// A property of more than kDTLongestProperty bytes matches no `value` and counts as kDTBadArgument.
+// A string of more than kDTLongestProperty bytes matches no `value` and counts as kDTBadArgument.
 std::int32_t DT_FindDevicesWithProp(const char* spec, const void* value, registry::Object* entries,
                                     std::int32_t maxEntries, std::uint32_t* count);
 

@@ -17,8 +17,8 @@ enum class Kind { kNone, kBoolean, kNumber, kString, kData, kOther };
 // Encodings of C strings, by the platform's own numbers.
 enum Encoding : std::uint32_t { kMacRoman = 0, kAscii = 0x0600, kUtf8 = 0x08000100 };
 
-// Number types, by the platform's own numbers. A number keeps the type it was
-// made with; reading may normalise kLong to the fixed width of the host.
+// Number types, by the platform's own numbers. kLong is as wide as the host's long. A number may
+// be kept wider than it was made.
 enum NumberType : std::int32_t {
     kInt8 = 1,
     kInt16 = 2,

@@ -12,69 +12,65 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <locale>
+#include <optional>
+#include <sstream>
+#include <string>
 
 #include "platform/bounded_text.h"
 #include "platform/simulated/station_root.h"
 
+using simulated::openRegular;
 using simulated::stationPath;
 using simulated::stationRoot;
 
 static constexpr std::size_t kConfSize = 4096;
-static constexpr std::size_t kShellLineSize = 1024;
 static constexpr int kCommandNotFound = 127 << 8;  // as system(3) reports it
 
 namespace {
 
 // What host.conf says.
 struct HostConf {
-    bool read;
-    bool hasUserId;
-    std::uint32_t userId;
-    double timeScale;
+    std::optional<std::uint32_t> userId;
+    double timeScale = 1;
 };
 
 }  // namespace
 
-static bool takeNumber(const char* text, double* number) {
-    char* end = nullptr;
-    *number = strtod(text, &end);
-    return end != text && *end == '\0' && *number >= 0 && *number < 4294967296.0;
-}
-
-static void takeConfLine(char* line, HostConf* conf) {
-    char* rest = nullptr;
-    const char* key = strtok_r(line, " \t\r", &rest);
-    if (key == nullptr || *key == '#') return;
-    const char* value = strtok_r(nullptr, " \t\r", &rest);
+static void takeConfLine(const std::string& line, HostConf* conf) {
+    std::istringstream words(line);
+    words.imbue(std::locale::classic());
+    std::string key;
     double number = 0;
-    const bool isNumber = value != nullptr && takeNumber(value, &number);
-    if (isNumber && strcmp(key, "user-id") == 0) {
-        conf->hasUserId = true;
+    if (!(words >> key) || key[0] == '#') return;
+    const bool isNumber =
+        words >> number && (words >> std::ws).eof() && number >= 0 && number < 4294967296.0;
+    if (isNumber && key == "user-id") {
         conf->userId = static_cast<std::uint32_t>(number);
-    } else if (isNumber && strcmp(key, "time-scale") == 0) {
+    } else if (isNumber && key == "time-scale") {
         conf->timeScale = number;
     } else {
-        fprintf(stderr, "host.conf: not understood: %s %s\n", key, value != nullptr ? value : "");
+        fprintf(stderr, "host.conf: not understood: %s\n", line.c_str());
     }
+}
+
+// What a regular file of at most kConfSize bytes says: nothing else is waited for or read.
+static HostConf readHostConf() {
+    HostConf conf;
+    char path[PATH_MAX];
+    const char* problem = "";
+    const int fd = stationPath(path, sizeof path, "/host.conf") ? openRegular(path, &problem) : -1;
+    if (fd == -1) return conf;
+    char text[kConfSize];
+    const ssize_t length = read(fd, text, sizeof text);
+    close(fd);
+    std::istringstream lines(std::string(text, length > 0 ? static_cast<std::size_t>(length) : 0));
+    for (std::string line; std::getline(lines, line);) takeConfLine(line, &conf);
+    return conf;
 }
 
 static const HostConf& hostConf() {
-    static HostConf conf = {false, false, 0, 1};
-    if (conf.read) return conf;
-    conf.read = true;
-    char path[PATH_MAX];
-    if (!stationPath(path, sizeof path, "/host.conf")) return conf;
-    const int fd = open(path, O_RDONLY | O_CLOEXEC);
-    if (fd == -1) return conf;
-    char text[kConfSize];
-    const ssize_t length = read(fd, text, sizeof text - 1);
-    close(fd);
-    text[length > 0 ? length : 0] = '\0';
-    char* rest = nullptr;
-    for (char* line = strtok_r(text, "\n", &rest); line != nullptr;
-         line = strtok_r(nullptr, "\n", &rest)) {
-        takeConfLine(line, &conf);
-    }
+    static const HostConf conf = readHostConf();
     return conf;
 }
 
@@ -148,30 +144,25 @@ int RunShell(const char* line) {
     static constexpr const char* kMapped[] = {"/usr/sbin/kextstat", "/sbin/kextload",
                                               "/sbin/kextunload", "/tmp/kextload.log",
                                               "/tmp/kextunload.log"};
-    static constexpr const char* kRoot = "\"$TARNWICK_STATION\"";
     if (stationRoot() == nullptr) return kCommandNotFound;
-    char command[kShellLineSize] = "";
-    bool fits = true;
-    while (*line != '\0') {
+    std::string command;
+    // Word by word, as a path is looked for where one can begin.
+    for (const char* word = line; *word != '\0';) {
         for (const char* path : kMapped) {
-            if (strncmp(line, path, strlen(path)) != 0) continue;
-            fits = fits && appendText(command, sizeof command, kRoot);
+            if (strncmp(word, path, strlen(path)) != 0) continue;
+            command += "\"$TARNWICK_STATION\"";
             break;
         }
-        // On to the next word, so that a path is looked for where one can begin.
-        const std::size_t length = strcspn(line, " ") + 1;
-        char word[kShellLineSize];
-        const std::size_t rest = strlen(line);
-        fits = fits && formatText(word, sizeof word, "%.*s",
-                                  static_cast<int>(length < rest ? length : rest), line);
-        fits = fits && appendText(command, sizeof command, word);
-        line += length < rest ? length : rest;
+        const std::size_t length = strcspn(word, " ");
+        const std::size_t blanks = strspn(word + length, " ");
+        command.append(word, length + blanks);
+        word += length + blanks;
     }
-    return fits ? system(command) : kCommandNotFound;
+    return system(command.c_str());
 }
 
 std::uint32_t RealUserId() {
-    return hostConf().hasUserId ? hostConf().userId : getuid();
+    return hostConf().userId.value_or(getuid());
 }
 
 void PauseMilliseconds(std::uint32_t milliseconds) {

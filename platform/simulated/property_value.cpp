@@ -23,7 +23,7 @@ struct Node {
     property::NumberType numberType = property::kInt64;
     std::int64_t integer = 0;
     double real = 0;
-    std::u16string text;
+    std::string text;  // UTF-8
     std::vector<std::uint8_t> data;
 };
 
@@ -46,112 +46,22 @@ Node* newNode(property::Kind kind) {
     return node;
 }
 
-// Mac Roman's upper half; Unicode code points of bytes 0x80 to 0xFF.
-constexpr char16_t kMacRomanUpper[] =
-    u"\u00C4\u00C5\u00C7\u00C9\u00D1\u00D6\u00DC\u00E1\u00E0\u00E2\u00E4\u00E3\u00E5\u00E7\u00E9"
-    u"\u00E8\u00EA\u00EB\u00ED\u00EC\u00EE\u00EF\u00F1\u00F3\u00F2\u00F4\u00F6\u00F5\u00FA\u00F9"
-    u"\u00FB\u00FC\u2020\u00B0\u00A2\u00A3\u00A7\u2022\u00B6\u00DF\u00AE\u00A9\u2122\u00B4\u00A8"
-    u"\u2260\u00C6\u00D8\u221E\u00B1\u2264\u2265\u00A5\u00B5\u2202\u2211\u220F\u03C0\u222B\u00AA"
-    u"\u00BA\u03A9\u00E6\u00F8\u00BF\u00A1\u00AC\u221A\u0192\u2248\u2206\u00AB\u00BB\u2026\u00A0"
-    u"\u00C0\u00C3\u00D5\u0152\u0153\u2013\u2014\u201C\u201D\u2018\u2019\u00F7\u25CA\u00FF\u0178"
-    u"\u2044\u20AC\u2039\u203A\uFB01\uFB02\u2021\u00B7\u201A\u201E\u2030\u00C2\u00CA\u00C1\u00CB"
-    u"\u00C8\u00CD\u00CE\u00CF\u00CC\u00D3\u00D4\uF8FF\u00D2\u00DA\u00DB\u00D9\u0131\u02C6\u02DC"
-    u"\u00AF\u02D8\u02D9\u02DA\u00B8\u02DD\u02DB\u02C7";
-static_assert(sizeof kMacRomanUpper / sizeof kMacRomanUpper[0] == 129);
-
-// Decodes UTF-8 into UTF-16; false when it is malformed.
-bool decodeUtf8(const char* bytes, std::size_t length, std::u16string* text) {
-    const auto* next = reinterpret_cast<const unsigned char*>(bytes);
-    const unsigned char* end = next + length;
-    while (next < end) {
-        const unsigned char lead = *next++;
-        const int trailing = lead < 0x80   ? 0
-                             : lead < 0xC2 ? -1
-                             : lead < 0xE0 ? 1
-                             : lead < 0xF0 ? 2
-                             : lead < 0xF5 ? 3
-                                           : -1;
-        if (trailing < 0 || end - next < trailing) return false;
-        std::uint32_t point = trailing == 0 ? lead : lead & (0x3FU >> trailing);
-        for (int index = 0; index < trailing; ++index) {
-            if ((*next & 0xC0) != 0x80) return false;
-            point = point << 6 | (*next++ & 0x3FU);
-        }
-        constexpr std::uint32_t kLeast[] = {0, 0x80, 0x800, 0x10000};
-        if (point < kLeast[trailing] || point > 0x10FFFF || (point >= 0xD800 && point < 0xE000)) {
-            return false;
-        }
-        if (point >= 0x10000) {
-            point -= 0x10000;
-            text->push_back(static_cast<char16_t>(0xD800 + (point >> 10)));
-            point = 0xDC00 + (point & 0x3FF);
-        }
-        text->push_back(static_cast<char16_t>(point));
-    }
-    return true;
+// UTF-8 continues a character with bytes from 0x80 to 0xBF.
+bool isContinuation(char byte) {
+    return (static_cast<unsigned char>(byte) & 0xC0) == 0x80;
 }
 
-bool isHighSurrogate(char16_t unit) {
-    return unit >= 0xD800 && unit < 0xDC00;
-}
-bool isLowSurrogate(char16_t unit) {
-    return unit >= 0xDC00 && unit < 0xE000;
-}
-
-int encodeUtf8(const std::u16string& text, std::size_t* index, std::uint8_t* bytes) {
-    std::uint32_t point = text[*index];
-    if (isHighSurrogate(text[*index]) && *index + 1 < text.size() &&
-        isLowSurrogate(text[*index + 1])) {
-        point = 0x10000 + ((point - 0xD800) << 10) + (text[++*index] - 0xDC00U);
-    } else if (point >= 0xD800 && point < 0xE000) {
-        return 0;
+// The first bytes of the text, at most `size` of them, that are whole characters of the encoding:
+// beyond ASCII there are none here but in UTF-8.
+std::size_t convertible(const std::string& text, std::size_t size, property::Encoding encoding) {
+    std::size_t length = 0;
+    while (length < text.size() &&
+           (encoding == property::kUtf8 || static_cast<unsigned char>(text[length]) < 0x80)) {
+        ++length;
     }
-    if (point < 0x80) {
-        bytes[0] = static_cast<std::uint8_t>(point);
-        return 1;
-    }
-    const int trailing = point < 0x800 ? 1 : point < 0x10000 ? 2 : 3;
-    constexpr std::uint8_t kLead[] = {0, 0xC0, 0xE0, 0xF0};
-    for (int place = trailing; place > 0; --place, point >>= 6) {
-        bytes[place] = static_cast<std::uint8_t>(0x80 | (point & 0x3F));
-    }
-    bytes[0] = static_cast<std::uint8_t>(kLead[trailing] | point);
-    return trailing + 1;
-}
-
-// Encodes the character at `*index` into at most 4 bytes; their number, or 0 when the encoding
-// lacks it.
-int encode(const std::u16string& text, std::size_t* index, property::Encoding encoding,
-           std::uint8_t* bytes) {
-    const char16_t unit = text[*index];
-    if (encoding == property::kUtf8) return encodeUtf8(text, index, bytes);
-    if (unit < 0x80) {
-        bytes[0] = static_cast<std::uint8_t>(unit);
-        return 1;
-    }
-    if (encoding != property::kMacRoman) return 0;
-    for (unsigned upper = 0; upper < 0x80; ++upper) {
-        if (kMacRomanUpper[upper] != unit) continue;
-        bytes[0] = static_cast<std::uint8_t>(0x80 + upper);
-        return 1;
-    }
-    return 0;
-}
-
-// Encodes as many characters as fit and convert; `*whole` tells whether that was all of them.
-std::int64_t encodeAll(const Node* node, std::uint8_t* bytes, std::int64_t size,
-                       property::Encoding encoding, bool* whole) {
-    std::int64_t used = 0;
-    *whole = false;
-    for (std::size_t index = 0; index < node->text.size(); ++index) {
-        std::uint8_t encoded[4];
-        const int length = encode(node->text, &index, encoding, encoded);
-        if (length == 0 || used + length > size) return used;
-        memcpy(bytes + used, encoded, static_cast<std::size_t>(length));
-        used += length;
-    }
-    *whole = true;
-    return used;
+    if (length <= size) return length;
+    while (size > 0 && isContinuation(text[size])) --size;
+    return size;
 }
 
 bool isFloat(property::NumberType type) {
@@ -169,8 +79,9 @@ std::size_t widthOf(property::NumberType type) {
             return 4;
         case property::kInt64:
         case property::kFloat64:
-        case property::kLong:
             return 8;
+        case property::kLong:
+            return sizeof(long);
     }
     return 0;
 }
@@ -247,7 +158,12 @@ bool GetNumber(Value number, NumberType type, void* out) {
 }
 
 std::int64_t StringLength(Value string) {
-    return static_cast<std::int64_t>(nodeOf(string)->text.size());
+    std::int64_t units = 0;
+    for (const char byte : nodeOf(string)->text) {
+        // UTF-16 takes two units for what UTF-8 takes four bytes for.
+        if (!isContinuation(byte)) units += static_cast<unsigned char>(byte) >= 0xF0 ? 2 : 1;
+    }
+    return units;
 }
 
 Encoding SystemEncoding() {
@@ -256,17 +172,18 @@ Encoding SystemEncoding() {
 
 bool StringToCString(Value string, char* text, std::int64_t size, Encoding encoding) {
     if (size < 1) return false;
-    bool whole = false;
-    const std::int64_t used = encodeAll(nodeOf(string), reinterpret_cast<std::uint8_t*>(text),
-                                        size - 1, encoding, &whole);
+    const std::int64_t used =
+        StringToBytes(string, reinterpret_cast<std::uint8_t*>(text), size - 1, encoding);
     text[used] = '\0';
-    return whole;
+    return used == static_cast<std::int64_t>(nodeOf(string)->text.size());
 }
 
 std::int64_t StringToBytes(Value string, std::uint8_t* bytes, std::int64_t size,
                            Encoding encoding) {
-    bool whole = false;
-    return encodeAll(nodeOf(string), bytes, size, encoding, &whole);
+    const std::string& text = nodeOf(string)->text;
+    const std::size_t used = convertible(text, static_cast<std::size_t>(size), encoding);
+    memcpy(bytes, text.data(), used);
+    return static_cast<std::int64_t>(used);
 }
 
 std::int64_t DataLength(Value data) {
@@ -286,7 +203,6 @@ Value CreateBoolean(bool boolean) {
 Value CreateNumber(NumberType type, const void* bytes) {
     if (widthOf(type) == 0) return nullptr;
     Node* node = newNode(Kind::kNumber);
-    node->numberType = type == kLong ? kInt64 : type;
     switch (type) {
         case kInt8:
             node->integer = std::int64_t{readAs<std::int8_t>(bytes)};
@@ -298,8 +214,10 @@ Value CreateNumber(NumberType type, const void* bytes) {
             node->integer = readAs<std::int32_t>(bytes);
             break;
         case kInt64:
-        case kLong:
             node->integer = readAs<std::int64_t>(bytes);
+            break;
+        case kLong:
+            node->integer = readAs<long>(bytes);
             break;
         case kFloat32:
             node->real = static_cast<double>(readAs<float>(bytes));
@@ -308,23 +226,15 @@ Value CreateNumber(NumberType type, const void* bytes) {
             node->real = readAs<double>(bytes);
             break;
     }
+    // As the registry keeps them: integers are 32 or 64 bits wide.
+    node->numberType = isFloat(type) ? type : widthOf(type) == 8 ? kInt64 : kInt32;
     return node;
 }
 
 Value CreateString(const char* text, Encoding encoding) {
-    const std::size_t length = strlen(text);
-    std::u16string units;
-    units.reserve(length);
-    if (encoding == kUtf8) {
-        if (!decodeUtf8(text, length, &units)) return nullptr;
-    } else {
-        for (std::size_t index = 0; index < length; ++index) {
-            const auto byte = static_cast<unsigned char>(text[index]);
-            if (byte >= 0x80 && encoding != kMacRoman) return nullptr;
-            units.push_back(byte < 0x80 ? byte : kMacRomanUpper[byte - 0x80]);
-        }
-    }
-    return simulated::CreateText(units);
+    const std::string copy = text;
+    const bool isWhole = convertible(copy, copy.size(), encoding) == copy.size();
+    return isWhole ? simulated::CreateText(copy) : nullptr;
 }
 
 Value CreateData(const std::uint8_t* bytes, std::int64_t length) {
@@ -346,7 +256,7 @@ void Release(Value value) {
 
 namespace simulated {
 
-property::Value CreateText(const std::u16string& text) {
+property::Value CreateText(const std::string& text) {
     Node* node = newNode(property::Kind::kString);
     node->text = text;
     return node;

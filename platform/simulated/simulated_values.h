@@ -8,8 +8,8 @@
 // What the simulated registry and its tests can do with values beyond the seam.
 namespace simulated {
 
-// A string with any characters in it, NUL included.
-property::Value CreateText(const std::u16string& text);
+// A string of UTF-8 with any characters in it, NUL included.
+property::Value CreateText(const std::string& text);
 
 // A value of a type that the seam has no name for, such as an array or a date.
 property::Value CreateOther();

@@ -14,6 +14,7 @@
 
 #include "platform/host.h"
 #include "platform/io_registry.h"
+#include "platform/simulated/simulated_registry.h"
 
 namespace {
 
@@ -312,4 +313,19 @@ TEST_F(StationRoot, ReadsHostConf) {
                   return 0;
               }),
               0);
+}
+
+// The test of the tests: leaks and over-releases must show.
+TEST(References, AreCounted) {
+    simulated::ClearRegistry();
+    const auto entry =
+        simulated::AddEntry(registry::kServicePlane, simulated::kRoot, {"n", "Class"});
+    const registry::Object object = simulated::HandOut(entry);
+    EXPECT_EQ(simulated::LiveObjects(), 1U);
+    registry::ObjectRelease(object);
+    EXPECT_EQ(simulated::LiveObjects(), 0U);
+    registry::ObjectRelease(object);
+    EXPECT_EQ(registry::EntryCreateProperty(object, "p"), nullptr);
+    EXPECT_EQ(simulated::Misuses(), 2U);
+    simulated::ClearRegistry();
 }
