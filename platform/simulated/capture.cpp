@@ -18,7 +18,7 @@ namespace {
 // Captures of a Mac have up to some 30 MB and 30 levels.
 constexpr std::uint64_t kMostBytes = std::uint64_t{256} << 20;  // of all captures together
 constexpr std::size_t kMostLevels = 1000;
-constexpr int kChunk = 1 << 16;
+constexpr int kChunk = 1 << 14;
 // Expat looks at an unfinished tag or comment from its beginning with each chunk.
 constexpr std::uint64_t kLongestTag = std::uint64_t{1} << 20;
 

@@ -12,9 +12,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
-#include <locale>
 #include <optional>
-#include <sstream>
 #include <string>
 
 #include "platform/bounded_text.h"
@@ -37,20 +35,21 @@ struct HostConf {
 
 }  // namespace
 
-static void takeConfLine(const std::string& line, HostConf* conf) {
-    std::istringstream words(line);
-    words.imbue(std::locale::classic());
-    std::string key;
+// Without streams, which would bring the C++ library's locales into a program that starts for each
+// measurement: a fifth of its start.
+static void takeConfLine(const char* line, HostConf* conf) {
+    char key[16] = "";
+    char rest = '\0';
     double number = 0;
-    if (!(words >> key) || key[0] == '#') return;
-    const bool isNumber =
-        words >> number && (words >> std::ws).eof() && number >= 0 && number < 4294967296.0;
-    if (isNumber && key == "user-id") {
+    const int found = sscanf(line, "%15s %lf %c", key, &number, &rest);
+    if (found < 1 || key[0] == '#') return;
+    const bool isNumber = found == 2 && number >= 0 && number < 4294967296.0;
+    if (isNumber && strcmp(key, "user-id") == 0) {
         conf->userId = static_cast<std::uint32_t>(number);
-    } else if (isNumber && key == "time-scale") {
+    } else if (isNumber && strcmp(key, "time-scale") == 0) {
         conf->timeScale = number;
     } else {
-        fprintf(stderr, "host.conf: not understood: %s\n", line.c_str());
+        fprintf(stderr, "host.conf: not understood: %s\n", line);
     }
 }
 
@@ -61,11 +60,15 @@ static HostConf readHostConf() {
     const char* problem = "";
     const int fd = stationPath(path, sizeof path, "/host.conf") ? openRegular(path, &problem) : -1;
     if (fd == -1) return conf;
-    char text[kConfSize];
-    const ssize_t length = read(fd, text, sizeof text);
+    char text[kConfSize] = "";
+    const ssize_t length = read(fd, text, sizeof text - 1);
     close(fd);
-    std::istringstream lines(std::string(text, length > 0 ? static_cast<std::size_t>(length) : 0));
-    for (std::string line; std::getline(lines, line);) takeConfLine(line, &conf);
+    text[length > 0 ? length : 0] = '\0';
+    char* rest = nullptr;
+    for (char* line = strtok_r(text, "\r\n", &rest); line != nullptr;
+         line = strtok_r(nullptr, "\r\n", &rest)) {
+        takeConfLine(line, &conf);
+    }
     return conf;
 }
 
