@@ -24,6 +24,9 @@ std::string printed(const std::function<void()>& action) {
 namespace host {
 
 int OpenDevice(const char* path, int flags) {
+    if (openPorts() == 0) {
+        for (const HeldPty* pty : gHost.held) pty->endExclusiveUse();
+    }
     const auto device = gHost.devices.find(path);
     if (gHost.readOnly) flags = (flags & ~O_ACCMODE) | O_RDONLY;
     gHost.opened.push_back(

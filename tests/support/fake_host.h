@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/held_pty.h"
+
 // The host that unit tests run on, in the place of the real one: pauses are recorded and not waited
 // for, device paths lead to ptys, shell lines get scripted statuses.
 struct FakeHost {
@@ -13,6 +15,7 @@ struct FakeHost {
     std::map<std::string, std::string> devices;  // "/dev/..." to where it really is
     bool readOnly = false;                       // devices are opened so that every write fails
     std::vector<int> opened;
+    std::vector<const HeldPty*> held;  // lose their exclusive mark once no port is open
     std::vector<std::string> shellLines;
     std::function<int(const std::string&)> shell = [](const std::string&) { return 0; };
     std::function<bool(const std::string&)> isReadable = [](const std::string&) { return true; };

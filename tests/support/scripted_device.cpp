@@ -1,23 +1,16 @@
 #include "tests/support/scripted_device.h"
 
-#include <fcntl.h>
 #include <poll.h>
-#include <termios.h>
 #include <unistd.h>
 
 #include <cstdlib>
 #include <memory>
+#include <utility>
+
+#include "tests/support/fake_host.h"
 
 ScriptedDevice::ScriptedDevice(Script script) : script_(std::move(script)) {
-    master_ = posix_openpt(O_RDWR | O_NOCTTY);
-    grantpt(master_);
-    unlockpt(master_);
-    path_ = ptsname(master_);
-    slave_ = open(path_.c_str(), O_RDWR | O_NOCTTY);
-    termios settings = {};
-    tcgetattr(slave_, &settings);
-    cfmakeraw(&settings);
-    tcsetattr(slave_, TCSANOW, &settings);
+    gHost.held.push_back(&pty_);
     if (pipe(wake_) == -1) abort();
     thread_ = std::thread([this] { play(); });
 }
@@ -30,19 +23,19 @@ ScriptedDevice::ScriptedDevice(std::vector<std::string> replies)
 
 ScriptedDevice::~ScriptedDevice() {
     stop();
-    for (const int fd : {master_, slave_, wake_[0], wake_[1]}) {
-        if (fd != -1) close(fd);
-    }
+    std::erase(gHost.held, &pty_);
+    close(wake_[0]);
+    close(wake_[1]);
 }
 
 void ScriptedDevice::play() {
     std::string pending;
     for (;;) {
-        pollfd waits[] = {{master_, POLLIN, 0}, {wake_[0], POLLIN, 0}};
+        pollfd waits[] = {{pty_.master, POLLIN, 0}, {wake_[0], POLLIN, 0}};
         poll(waits, 2, -1);
         char bytes[1024];
         if ((waits[0].revents & POLLIN) == 0) return;  // told to stop, and nothing is left
-        const ssize_t count = read(master_, bytes, sizeof bytes);
+        const ssize_t count = read(pty_.master, bytes, sizeof bytes);
         if (count <= 0) return;
         received_.append(bytes, static_cast<std::size_t>(count));
         pending.append(bytes, static_cast<std::size_t>(count));
@@ -53,13 +46,11 @@ void ScriptedDevice::play() {
             if (line.empty()) continue;
             const Reaction reaction = script_(line);
             if (!reaction.reply.empty() &&
-                write(master_, reaction.reply.data(), reaction.reply.size()) == -1) {
+                write(pty_.master, reaction.reply.data(), reaction.reply.size()) == -1) {
                 return;
             }
             if (!reaction.hangUp) continue;
-            close(slave_);
-            close(master_);
-            slave_ = master_ = -1;
+            pty_.hangUp();
             return;
         }
     }

@@ -5,6 +5,8 @@
 #include <thread>
 #include <vector>
 
+#include "tests/support/held_pty.h"
+
 // A pty with a device behind it that plays a script on a thread of its own.
 class ScriptedDevice {
   public:
@@ -22,7 +24,7 @@ class ScriptedDevice {
     ScriptedDevice(const ScriptedDevice&) = delete;
     ScriptedDevice& operator=(const ScriptedDevice&) = delete;
 
-    const std::string& path() const { return path_; }
+    const std::string& path() const { return pty_.path; }
     // Everything received, once the line is quiet; ends the script.
     std::string wire();
 
@@ -31,10 +33,8 @@ class ScriptedDevice {
     void stop();
 
     Script script_;
-    int master_ = -1;
-    int slave_ = -1;
+    HeldPty pty_;
     int wake_[2] = {-1, -1};
-    std::string path_;
     std::string received_;
     std::thread thread_;
 };

@@ -1,10 +1,5 @@
 #undef _FORTIFY_SOURCE  // makes an inline function of poll, which is defined here
 
-#ifdef __linux__
-#include <pty.h>
-#else
-#include <util.h>
-#endif
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <poll.h>
@@ -14,6 +9,7 @@
 #include <stdexcept>
 
 #include "serial/serial_port.h"
+#include "tests/support/held_pty.h"
 
 namespace {
 
@@ -38,12 +34,10 @@ extern "C" int poll(pollfd* lines, nfds_t, int) {
 // Taken for a silent line, one that is gone is read for ever; taken for gone, a silent one loses
 // its reply.
 TEST(HungUpLine, IsToldFromASilentOne) {
-    int master = -1;
-    int slave = -1;
-    ASSERT_EQ(openpty(&master, &slave, nullptr, nullptr, nullptr), 0);
+    const HeldPty pty;
+    const int slave = pty.slave;
     termios settings = {};
     ASSERT_EQ(tcgetattr(slave, &settings), 0);
-    cfmakeraw(&settings);
     settings.c_cc[VMIN] = settings.c_cc[VTIME] = 0;
     ASSERT_EQ(tcsetattr(slave, TCSANOW, &settings), 0);
     // Reads as nothing and refuses what is asked of a tty, as a revoked one does.
@@ -65,7 +59,7 @@ TEST(HungUpLine, IsToldFromASilentOne) {
     };
     for (const auto& testCase : cases) {
         SCOPED_TRACE(testCase.line);
-        gPoll = {testCase.reported, testCase.isGone ? -1 : master};
+        gPoll = {testCase.reported, testCase.isGone ? -1 : pty.master};
         char reply[16] = {};
         char message[kMessageSize] = {};
         int result = kSerialOk;
@@ -75,5 +69,5 @@ TEST(HungUpLine, IsToldFromASilentOne) {
         EXPECT_STREQ(message, testCase.isGone ? "readSerialPort: Error reading from serial port"
                                               : "readSerialPort: Nothing to read");
     }
-    for (const int fd : {master, slave, revoked}) close(fd);
+    close(revoked);
 }

@@ -15,48 +15,38 @@
 #include "serial/reply_lines.h"
 #include "serial/serial_port.h"
 #include "tests/support/fake_host.h"
+#include "tests/support/held_pty.h"
 #include "tests/support/scripted_device.h"
 
 namespace {
 
-// A pty whose other end the test itself holds.
 class Pty : public testing::Test {
   protected:
     void SetUp() override {
         gHost = {};
-        master = posix_openpt(O_RDWR | O_NOCTTY);
-        ASSERT_EQ(grantpt(master), 0);
-        ASSERT_EQ(unlockpt(master), 0);
-        path = ptsname(master);
-        holder = open(path.c_str(), O_RDWR | O_NOCTTY);
+        gHost.held = {&pty};
     }
-    void TearDown() override {
-        close(holder);
-        if (master != -1) close(master);
+    void openPort(const SerialProfile& profile = kModuleProfile) {
+        ASSERT_EQ(openWithProfile(pty.path.c_str(), profile, &fd, message), kSerialOk);
     }
     void say(const std::string& bytes) {
-        ASSERT_EQ(write(master, bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
+        ASSERT_EQ(write(pty.master, bytes.data(), bytes.size()),
+                  static_cast<ssize_t>(bytes.size()));
     }
     std::string heard() {
         char bytes[1024];
-        fcntl(master, F_SETFL, O_NONBLOCK);
-        const ssize_t count = read(master, bytes, sizeof bytes);
+        fcntl(pty.master, F_SETFL, O_NONBLOCK);
+        const ssize_t count = read(pty.master, bytes, sizeof bytes);
         return {bytes, count > 0 ? static_cast<std::size_t>(count) : 0};
     }
     termios settings() {
         termios now = {};
-        tcgetattr(holder, &now);
+        tcgetattr(pty.slave, &now);
         return now;
     }
-    void hangUp() {
-        close(master);
-        master = -1;
-    }
 
-    int master = -1;
-    int holder = -1;  // keeps the line as it is between its users
+    HeldPty pty{false};
     int fd = -1;
-    std::string path;
     char message[kMessageSize] = {};
     char reply[kReplySize] = {};
 };
@@ -73,7 +63,7 @@ bool sameSettings(const termios& left, const termios& right) {
 // A wrong flag garbles replies on a real line long before anybody suspects the settings.
 TEST_F(Pty, OpensWithTheModuleProfileAndRestores) {
     const termios before = settings();
-    ASSERT_EQ(openWithProfile(path.c_str(), kModuleProfile, &fd, message), kSerialOk);
+    openPort();
     const termios now = settings();
     EXPECT_EQ(now.c_iflag, 0U);
     EXPECT_EQ(now.c_oflag, before.c_oflag & ~static_cast<tcflag_t>(OPOST));
@@ -92,7 +82,7 @@ TEST_F(Pty, OpensWithTheModuleProfileAndRestores) {
 }
 
 TEST_F(Pty, OpensWithTheGeneratorProfile) {
-    ASSERT_EQ(openWithProfile(path.c_str(), kGeneratorProfile, &fd, message), kSerialOk);
+    openPort(kGeneratorProfile);
     const termios now = settings();
     EXPECT_EQ(now.c_iflag & ~1U, 0U);
     EXPECT_EQ(now.c_oflag & ~1U, 0U);
@@ -106,15 +96,15 @@ TEST_F(Pty, OpensWithTheGeneratorProfile) {
 
 // Root opens what it likes, so the second open is tried by a child that has given root up.
 TEST_F(Pty, IsExclusive) {
-    ASSERT_EQ(openWithProfile(path.c_str(), kModuleProfile, &fd, message), kSerialOk);
-    chmod(path.c_str(), 0666);  // else it would be the node's owner that keeps the child out
+    openPort();
+    chmod(pty.path.c_str(), 0666);  // else it would be the node's owner that keeps the child out
     const pid_t child = fork();
     if (child == 0) {
         constexpr uid_t kNobody = 65534;
         if (getuid() == 0 && (setgroups(0, nullptr) != 0 || setuid(kNobody) != 0)) _exit(99);
         int second = -1;
-        const int result = openWithProfile(path.c_str(), kModuleProfile, &second, message);
-        const std::string expected = "OpenSerialPort: Error opening serial port " + path + "\n";
+        const int result = openWithProfile(pty.path.c_str(), kModuleProfile, &second, message);
+        const std::string expected = "OpenSerialPort: Error opening serial port " + pty.path + "\n";
         _exit(result == kOpenFailed && expected == message ? 0 : 1);
     }
     int status = 0;
@@ -137,7 +127,7 @@ TEST_F(Pty, SaysWhichStepOfOpeningFailed) {
 }
 
 TEST_F(Pty, WritesOneFrameOrNothing) {
-    ASSERT_EQ(openWithProfile(path.c_str(), kModuleProfile, &fd, message), kSerialOk);
+    openPort();
     EXPECT_EQ(writeSerialPort(fd, "AT\r", message), kSerialOk);
     EXPECT_EQ(heard(), "AT\r\r\n");
     const std::string longest(126, 'x');
@@ -157,28 +147,43 @@ TEST_F(Pty, WritesOneFrameOrNothing) {
     CloseSerialPort(fd, message);
 }
 
-TEST_F(Pty, EndsAReplyAtALineEnd) {
+// What is on the wire, and what a reply buffer of `size` bytes holds afterwards: an "x" stands for
+// a byte that was left alone.
+TEST_F(Pty, ReadsOneReply) {
     const struct {
         const char* wire;
-        const char* reply;
-    } cases[] = {{"\r\nOK\r\n", "\r\nOK"}, {"OK\r", "OK"},        {"\n", ""}, {"\r\n", ""},
-                 {"\n\n\n", "\n"},         {"a\r\nb\n", "a\r\nb"}};
-    for (const auto& line : cases) {
-        ASSERT_EQ(openWithProfile(path.c_str(), kModuleProfile, &fd, message), kSerialOk);
-        say(line.wire);
+        std::size_t size;
+        int result;
+        std::string reply;
+        const char* message = "";
+    } cases[] = {
+        {"\r\nOK\r\n", 32, kSerialOk, std::string("\r\nOK\0", 5)},
+        {"OK\r", 32, kSerialOk, std::string("OK\0x", 4)},
+        {"\n", 32, kSerialOk, std::string("\0x", 2)},
+        {"\n\n\n", 32, kSerialOk, std::string("\n\0", 2)},
+        {"a\r\nb\n", 32, kSerialOk, std::string("a\r\nb\0", 5)},
+        {"", 1, kReplyTooLong, "x", "readSerialPort: Error buffer full [0]"},
+        {"1234567890\r\n", 6, kReplyTooLong, "12345xx", "readSerialPort: Error buffer full [0]"},
+    };
+    for (const auto& testCase : cases) {
+        openPort();
+        say(testCase.wire);
         memset(reply, 'x', sizeof reply);
-        EXPECT_EQ(readSerialPort(fd, reply, sizeof reply, message), kSerialOk);
-        EXPECT_STREQ(reply, line.reply);
+        message[0] = '\0';
+        EXPECT_EQ(readSerialPort(fd, reply, testCase.size, message), testCase.result);
+        EXPECT_EQ(std::string(reply, testCase.reply.size()), testCase.reply);
+        EXPECT_STREQ(message, testCase.message);
+        tcflush(fd, TCIFLUSH);
         CloseSerialPort(fd, message);
     }
 }
 
 TEST_F(Pty, ReadsOnAfterAPieceThatEndsNoLineAndKeepsItsMessage) {
-    ASSERT_EQ(openWithProfile(path.c_str(), kModuleProfile, &fd, message), kSerialOk);
+    openPort();
     const pid_t child = fork();
     if (child == 0) {
         usleep(250000);  // past the profile's read time
-        _exit(write(master, "end\r\n", 5) == 5 ? 0 : 1);
+        _exit(write(pty.master, "end\r\n", 5) == 5 ? 0 : 1);
     }
     say("no end yet, ");
     EXPECT_EQ(readSerialPort(fd, reply, sizeof reply, message), kSerialOk);
@@ -188,31 +193,19 @@ TEST_F(Pty, ReadsOnAfterAPieceThatEndsNoLineAndKeepsItsMessage) {
     CloseSerialPort(fd, message);
 }
 
-TEST_F(Pty, RefusesToOverrunTheReply) {
-    ASSERT_EQ(openWithProfile(path.c_str(), kModuleProfile, &fd, message), kSerialOk);
-    EXPECT_EQ(readSerialPort(fd, reply, 1, message), kReplyTooLong);
-    EXPECT_STREQ(message, "readSerialPort: Error buffer full [0]");
-    char small[8] = "xxxxxxx";
-    say("1234567890\r\n");
-    EXPECT_EQ(readSerialPort(fd, small, 6, message), kReplyTooLong);
-    EXPECT_EQ(std::string(small, 8), std::string("12345xx\0", 8));
-    CloseSerialPort(fd, message);
-}
-
 // A line that has gone reads as a silent one; taking it for one would spin for ever.
 TEST_F(Pty, EndsWhenTheLineHangsUp) {
     for (const char* last : {"", "half a reply"}) {
-        ASSERT_EQ(openWithProfile(path.c_str(), kModuleProfile, &fd, message), kSerialOk);
-        say(last);
-        hangUp();
+        HeldPty line;
+        ASSERT_EQ(openWithProfile(line.path.c_str(), kModuleProfile, &fd, message), kSerialOk);
+        ASSERT_EQ(write(line.master, last, strlen(last)), static_cast<ssize_t>(strlen(last)));
+        line.hangUp();
         EXPECT_EQ(readSerialPort(fd, reply, sizeof reply, message), kReadFailed);
         EXPECT_STREQ(message, "readSerialPort: Error reading from serial port");
         EXPECT_EQ(writeSerialPort(fd, "AT", message), kWriteFailed);
         EXPECT_EQ(CloseSerialPort(fd, message), kCloseFailed);
         EXPECT_STREQ(message, "CloseSerialPort: Error resetting tty attributes");
         EXPECT_EQ(fcntl(fd, F_GETFL), -1);
-        TearDown();
-        SetUp();
     }
 }
 

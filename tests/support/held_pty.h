@@ -1,0 +1,43 @@
+#pragma once
+
+#ifdef __linux__
+#include <pty.h>
+#else
+#include <util.h>
+#endif
+#include <sys/ioctl.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <string>
+
+// A pty of which the test holds both ends, so that the line stays as it is between its users.
+struct HeldPty {
+    int master = -1;  // -1: hung up
+    int slave = -1;
+    std::string path;
+
+    explicit HeldPty(bool isRaw = true) {
+        char name[128];
+        if (openpty(&master, &slave, name, nullptr, nullptr) == -1) std::abort();
+        path = name;
+        termios settings = {};
+        tcgetattr(slave, &settings);
+        if (isRaw) cfmakeraw(&settings);
+        tcsetattr(slave, TCSANOW, &settings);
+    }
+    ~HeldPty() {
+        hangUp();
+        close(slave);
+    }
+    HeldPty(const HeldPty&) = delete;
+    HeldPty& operator=(const HeldPty&) = delete;
+
+    void hangUp() {
+        if (master != -1) close(master);
+        master = -1;
+    }
+    // The end that is held also holds the last user's exclusive use.
+    void endExclusiveUse() const { ioctl(slave, TIOCNXCL); }
+};
