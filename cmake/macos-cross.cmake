@@ -14,6 +14,12 @@ if(NOT EXISTS "${MACOS_SDK}/System/Library/Frameworks")
     message(FATAL_ERROR "Set -DMACOS_SDK= to a folder with System/Library/Frameworks")
 endif()
 set(CMAKE_SYSTEM_PROCESSOR ${MACOS_ARCH})
+# An SDK without the C++ library's headers borrows those that Debian has for clang.
+file(GLOB MACOS_LIBCXX "${MACOS_SDK}/usr/include/c++/v1" /usr/lib/llvm-*/include/c++/v1)
+if(NOT MACOS_LIBCXX)
+    message(FATAL_ERROR "No headers of libc++: scripts/packages.sh macos brings them")
+endif()
+list(GET MACOS_LIBCXX 0 MACOS_LIBCXX)
 
 find_program(MACOS_LINKER NAMES ld64.lld ld64.lld-14 ld64.lld-15 ld64.lld-16 REQUIRED)
 find_program(MACOS_CLANG NAMES clang++ clang++-14 clang++-15 clang++-16 REQUIRED)
@@ -29,9 +35,16 @@ set(CMAKE_TRY_COMPILE_TARGET_TYPE STATIC_LIBRARY)
 set(CMAKE_OSX_SYSROOT "" CACHE STRING "" FORCE)
 set(CMAKE_OSX_ARCHITECTURES "" CACHE STRING "" FORCE)
 set(CMAKE_CXX_FLAGS_INIT
-    "-nostdinc++ -isystem ${MACOS_SDK}/usr/include/c++/v1 -isystem ${MACOS_SDK}/usr/include -iframework ${MACOS_SDK}/System/Library/Frameworks")
+    "-nostdinc++ -isystem ${MACOS_LIBCXX} -isystem ${MACOS_SDK}/usr/include -iframework ${MACOS_SDK}/System/Library/Frameworks")
 set(CMAKE_EXE_LINKER_FLAGS_INIT
-    "-Qunused-arguments --ld-path=${MACOS_LINKER} -nostdlib -Wl,-platform_version,macos,11.0,13.0 -Wl,-undefined,dynamic_lookup -Wl,-syslibroot,${MACOS_SDK}")
+    "-Qunused-arguments --ld-path=${MACOS_LINKER} -nostdlib -Wl,-platform_version,macos,11.0,13.0 -Wl,-syslibroot,${MACOS_SDK}")
+# What the SDK has is linked, so that a misspelt function fails here; an SDK without the system's own
+# stubs leaves its functions to the Mac's loader.
+if(EXISTS "${MACOS_SDK}/usr/lib/libSystem.tbd")
+    string(APPEND CMAKE_EXE_LINKER_FLAGS_INIT " -L${MACOS_SDK}/usr/lib -lSystem -lc++")
+else()
+    string(APPEND CMAKE_EXE_LINKER_FLAGS_INIT " -Wl,-undefined,dynamic_lookup")
+endif()
 
 set(CMAKE_FIND_ROOT_PATH ${MACOS_SDK})
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)

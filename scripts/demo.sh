@@ -48,18 +48,12 @@ if [ "${TARNWICK_TOUR-}" = yes ]; then
     exit
 fi
 
-"$top/scripts/packages.sh" build
-build=$top/build
-[ -f "$build/build.ninja" ] ||
-    (cd "$top" && cmake --preset release -DBUILD_TESTING=OFF) >"$top/build-demo.log" 2>&1 ||
-    { cat "$top/build-demo.log" >&2 && exit 1; }
-rm -f "$top/build-demo.log"
-cmake --build "$build" --target Tarnwick tarnwick-station >&2
-PATH=$build:$PATH
+folders=$("$top/scripts/build.sh" programs)
+PATH=$top/${folders##*$'\n'}:$PATH
 
 if [ $# -gt 0 ]; then
     exec tarnwick-station -m hspa -m evdo -- Tarnwick "$@"
 fi
 
 echo 'The tour runs with all pauses at a fifth of their length.'
-TARNWICK_TOUR=yes exec tarnwick-station --time-scale 0.2 -m hspa -m evdo -- "$0"
+TARNWICK_TOUR=yes exec tarnwick-station --time-scale 0.2 -m hspa -m evdo -- "$top/scripts/demo.sh"
