@@ -17,6 +17,21 @@ else()
     set(CPACK_DEB_COMPONENT_INSTALL ON)
     set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
     set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")  # each package has its own
+    if(TARNWICK_STATIC_PIE)
+        string(REGEX MATCH "^[0-9]+" compiler ${CMAKE_CXX_COMPILER_VERSION})
+        set(TARNWICK_LINKED_IN
+"usr/bin/Tarnwick and usr/bin/tarnwick-station contain, from Debian's source packages of these names:
+ expat     MIT: /usr/share/doc/libexpat1/copyright
+ glibc     LGPL-2.1 or later: /usr/share/common-licenses/LGPL-2.1
+ gcc-${compiler}    libstdc++ and libgcc, GPL-3 with the GCC Runtime Library Exception:
+           /usr/share/common-licenses/GPL-3")
+    else()
+        set(TARNWICK_LINKED_IN
+"usr/bin/Tarnwick contains libstdc++ and libgcc, GPL-3 with the GCC Runtime Library Exception:
+/usr/share/common-licenses/GPL-3. What else it needs is linked when it starts.")
+    endif()
+    configure_file(${CMAKE_CURRENT_LIST_DIR}/debian/copyright.in copyright @ONLY)
+    set(CPACK_TARNWICK_COPYRIGHT ${CMAKE_CURRENT_BINARY_DIR}/copyright)
     set(CPACK_PRE_BUILD_SCRIPTS ${CMAKE_CURRENT_LIST_DIR}/debian/arrange.cmake)
 
     set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME tarnwick)

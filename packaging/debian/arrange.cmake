@@ -20,7 +20,7 @@ foreach(root ${roots})
         set(name libtarnwick-devicetree-dev)
     endif()
     set(folder ${root}/share/doc/${name})
-    file(COPY ${CMAKE_CURRENT_LIST_DIR}/copyright ${CMAKE_CURRENT_LIST_DIR}/changelog
+    file(COPY ${CPACK_TARNWICK_COPYRIGHT} ${CMAKE_CURRENT_LIST_DIR}/changelog
          DESTINATION ${folder})
     execute_process(COMMAND gzip -9n ${folder}/changelog COMMAND_ERROR_IS_FATAL ANY)
 endforeach()

@@ -14,13 +14,21 @@ quietly() { "$@" >"$work/log" 2>&1 || { cat "$work/log" && exit 1; }; }
 quietly cmake --install "$build" --prefix "$work/first"
 # A package may be unpacked anywhere.
 mv "$work/first" "$work/prefix"
-for file in man/man8/Tarnwick.8 man/man1/tarnwick-station.1 doc/tarnwick/architecture.md \
-    bash-completion/completions/Tarnwick bash-completion/completions/tarnwick-station \
-    zsh/site-functions/_Tarnwick zsh/site-functions/_tarnwick-station; do
+for file in man/man8/Tarnwick.8 man/man1/tarnwick-station.1 doc/tarnwick/docs/architecture.md \
+    doc/tarnwick/examples/station-check bash-completion/completions/Tarnwick \
+    bash-completion/completions/tarnwick-station zsh/site-functions/_Tarnwick zsh/site-functions/_tarnwick-station; do
     [ -s "$work/prefix/share/$file" ] || { echo "not installed: $file" && exit 1; }
 done
 
-quietly cmake -S "$here/consumer" -B "$work/consumer" -DCMAKE_PREFIX_PATH="$work/prefix"
+# Where the installed documents' links lead.
+cd "$work/prefix/share/doc/tarnwick"
+find . -name '*.md' | while IFS= read -r document; do
+    { grep -o '](\([^):]*\))' "$document" || true; } | sed 's/](\(.*\))/\1/' | while IFS= read -r link; do
+        [ -e "$(dirname "$document")/$link" ] || { echo "$document: dead link: $link" && exit 1; }
+    done
+done
+
+quietly cmake -G Ninja -S "$here/consumer" -B "$work/consumer" -DCMAKE_PREFIX_PATH="$work/prefix"
 quietly cmake --build "$work/consumer"
 PATH=$work/prefix/bin:$PATH
 [ "$(tarnwick-station Tarnwick -w)" = ON ]

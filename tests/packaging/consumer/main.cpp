@@ -11,6 +11,6 @@ int main() {
     printf("%d: 0x%04x\n", result, static_cast<unsigned>(product));
     char model[64];
     size = sizeof model;
-    result = DT_GetDeviceProperty("IODeviceTree:/device-tree", "model", model, &size);
+    result = DT_GetDeviceProperty("IODeviceTree:/", "model", model, &size);
     printf("%d: %.*s\n", result, result == 0 ? static_cast<int>(size) : 0, model);
 }
