@@ -119,9 +119,10 @@ std::string helpText() {
         text += usage + std::string(option.meaning) + "\n";
     }
     return text +
-           "\nModule keys: sim=present|absent|pin|error, busy=N, asleep=yes, temp=A/B,\n"
-           "phonebook=stuck, fault=KIND[@COMMAND] with KIND one of silent, error, garbage,\n"
-           "late, split, hangup, hangup-mid, hangup-after.\n";
+           "\nModule keys: id=DIGITS, firmware=, hardware=, sku=, prl=TEXT, loss=DB,\n"
+           "sim=present|absent|pin|error, busy=N, asleep=yes, temp=A/B, phonebook=stuck,\n"
+           "echo=off, chatter=SECONDS, device=PATH, and last fault=KIND[@COMMAND] with KIND one\n"
+           "of silent, error, garbage, late, split, hangup, hangup-mid, hangup-after.\n";
 }
 
 }  // namespace station
