@@ -4,7 +4,8 @@
 #         -DMACOS_SDK=DIR -DMACOS_ARCH=arm64 -DBUILD_TESTING=OFF
 #
 # DIR is a folder with Apple's SDK, the builder's own: usr/include, usr/lib and
-# System/Library/Frameworks, with libc++'s headers in usr/include/c++/v1.
+# System/Library/Frameworks, with libc++'s headers in usr/include/c++/v1. With BUILD_TESTING=ON and
+# -DTARNWICK_PLATFORM=simulated it builds what a Mac's desk has, tests included.
 set(CMAKE_SYSTEM_NAME Darwin)
 
 set(MACOS_SDK "" CACHE PATH "Folder with Apple's SDK")
@@ -48,3 +49,5 @@ endif()
 
 set(CMAKE_FIND_ROOT_PATH ${MACOS_SDK})
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
+set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)

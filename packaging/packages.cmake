@@ -17,26 +17,26 @@ else()
     set(CPACK_DEB_COMPONENT_INSTALL ON)
     set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
     set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")  # each package has its own
-    if(TARNWICK_STATIC_PIE)
-        string(REGEX MATCH "^[0-9]+" compiler ${CMAKE_CXX_COMPILER_VERSION})
-        set(TARNWICK_LINKED_IN
-"usr/bin/Tarnwick and usr/bin/tarnwick-station contain, from Debian's source packages of these names:
- expat     MIT: /usr/share/doc/libexpat1/copyright
- glibc     LGPL-2.1 or later: /usr/share/common-licenses/LGPL-2.1
- gcc-${compiler}    libstdc++ and libgcc, GPL-3 with the GCC Runtime Library Exception:
-           /usr/share/common-licenses/GPL-3")
-    else()
-        set(TARNWICK_LINKED_IN
-"usr/bin/Tarnwick contains libstdc++ and libgcc, GPL-3 with the GCC Runtime Library Exception:
-/usr/share/common-licenses/GPL-3. What else it needs is linked when it starts.")
-    endif()
-    configure_file(${CMAKE_CURRENT_LIST_DIR}/debian/copyright.in copyright @ONLY)
-    set(CPACK_TARNWICK_COPYRIGHT ${CMAKE_CURRENT_BINARY_DIR}/copyright)
     set(CPACK_PRE_BUILD_SCRIPTS ${CMAKE_CURRENT_LIST_DIR}/debian/arrange.cmake)
 
     set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME tarnwick)
     set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION comm)
-    set(CPACK_DEBIAN_TOOLS_PACKAGE_SHLIBDEPS ON)
+    if(TARNWICK_STATIC_PIE)
+        set(linked "The programs in usr/bin contain")
+        set(expat_copyright /usr/share/doc/libexpat1-dev/copyright)
+        if(EXISTS ${expat_copyright})
+            file(READ ${expat_copyright} expat)
+        endif()
+        set(linked_libraries "
+ expat     MIT, see below
+ glibc     LGPL-2.1 or later: /usr/share/common-licenses/LGPL-2.1")
+    else()
+        set(CPACK_DEBIAN_TOOLS_PACKAGE_SHLIBDEPS ON)
+        set(linked "usr/bin/Tarnwick contains")
+    endif()
+    string(REGEX MATCH "^[0-9]+" compiler ${CMAKE_CXX_COMPILER_VERSION})
+    set(CPACK_TARNWICK_COPYRIGHT ${CMAKE_CURRENT_BINARY_DIR}/copyright)
+    configure_file(debian/copyright.in copyright @ONLY)
     set(CPACK_COMPONENT_TOOLS_DESCRIPTION
 "diagnose and factory-test a notebook's cellular module
 Tarnwick queries a cellular (WWAN) module, switches its radio, tests its SIM

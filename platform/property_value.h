@@ -17,17 +17,9 @@ enum class Kind { kNone, kBoolean, kNumber, kString, kData, kOther };
 // Encodings of C strings, by the platform's own numbers.
 enum Encoding : std::uint32_t { kMacRoman = 0, kAscii = 0x0600, kUtf8 = 0x08000100 };
 
-// Number types, by the platform's own numbers. kLong is as wide as the host's long. A number may
-// be kept wider than it was made.
-enum NumberType : std::int32_t {
-    kInt8 = 1,
-    kInt16 = 2,
-    kInt32 = 3,
-    kInt64 = 4,
-    kFloat32 = 5,
-    kFloat64 = 6,
-    kLong = 10,
-};
+// Number types, by the platform's own numbers: those that a registry hands out, which are 32 or 64
+// bits wide, and kLong, which is as wide as the host's long and kept as one of the others.
+enum NumberType : std::int32_t { kInt32 = 3, kInt64 = 4, kFloat64 = 6, kLong = 10 };
 
 Kind KindOf(Value value);
 
@@ -58,7 +50,7 @@ const std::uint8_t* DataBytes(Value data);
 Value CreateBoolean(bool boolean);
 // `bytes` holds a number of `type`.
 Value CreateNumber(NumberType type, const void* bytes);
-// Null when `text` is not valid in the encoding.
+// Null when `text` is not valid in the encoding. Whoever says kUtf8 gives well-formed UTF-8.
 Value CreateString(const char* text, Encoding encoding);
 Value CreateData(const std::uint8_t* bytes, std::int64_t length);
 

@@ -23,4 +23,6 @@ foreach(root ${roots})
     file(COPY ${CPACK_TARNWICK_COPYRIGHT} ${CMAKE_CURRENT_LIST_DIR}/changelog
          DESTINATION ${folder})
     execute_process(COMMAND gzip -9n ${folder}/changelog COMMAND_ERROR_IS_FATAL ANY)
+    # The builder's umask is nobody else's business.
+    execute_process(COMMAND chmod -R u=rwX,go=rX ${root} COMMAND_ERROR_IS_FATAL ANY)
 endforeach()

@@ -1,10 +1,8 @@
 #include "platform/property_value.h"
 
-#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <limits>
 #include <string>
 #include <vector>
 
@@ -64,18 +62,10 @@ std::size_t convertible(const std::string& text, std::size_t size, property::Enc
     return size;
 }
 
-bool isFloat(property::NumberType type) {
-    return type == property::kFloat32 || type == property::kFloat64;
-}
-
+// 0 for a type that there is not.
 std::size_t widthOf(property::NumberType type) {
     switch (type) {
-        case property::kInt8:
-            return 1;
-        case property::kInt16:
-            return 2;
         case property::kInt32:
-        case property::kFloat32:
             return 4;
         case property::kInt64:
         case property::kFloat64:
@@ -84,30 +74,6 @@ std::size_t widthOf(property::NumberType type) {
             return sizeof(long);
     }
     return 0;
-}
-
-template <typename Integer>
-bool writeInteger(std::int64_t number, void* out) {
-    const auto narrowed = static_cast<Integer>(number);
-    memcpy(out, &narrowed, sizeof narrowed);
-    return narrowed == number;
-}
-
-bool writeReal(double number, property::NumberType type, void* out) {
-    if (type == property::kFloat64) {
-        memcpy(out, &number, sizeof number);
-        return true;
-    }
-    const auto narrowed = static_cast<float>(number);
-    memcpy(out, &narrowed, sizeof narrowed);
-    return static_cast<double>(narrowed) == number || std::isnan(number);
-}
-
-template <typename Number>
-Number readAs(const void* bytes) {
-    Number number;
-    memcpy(&number, bytes, sizeof number);
-    return number;
 }
 
 }  // namespace
@@ -132,29 +98,26 @@ std::int64_t NumberByteSize(Value number) {
 
 bool GetNumber(Value number, NumberType type, void* out) {
     const Node* node = nodeOf(number);
-    const bool fromFloat = isFloat(node->numberType);
-    if (isFloat(type)) {
-        return writeReal(fromFloat ? node->real : static_cast<double>(node->integer), type, out);
+    const bool fromReal = node->numberType == kFloat64;
+    if (type == kFloat64) {
+        const double real = fromReal ? node->real : static_cast<double>(node->integer);
+        memcpy(out, &real, sizeof real);
+        return true;
     }
     std::int64_t integer = node->integer;
-    if (fromFloat) {
+    if (fromReal) {
         constexpr double kLimit = 9223372036854775808.0;
         if (!(node->real >= -kLimit && node->real < kLimit)) return false;
         integer = static_cast<std::int64_t>(node->real);
+        if (static_cast<double>(integer) != node->real) return false;
     }
-    const bool exact = !fromFloat || static_cast<double>(integer) == node->real;
-    switch (widthOf(type)) {
-        case 1:
-            return writeInteger<std::int8_t>(integer, out) && exact;
-        case 2:
-            return writeInteger<std::int16_t>(integer, out) && exact;
-        case 4:
-            return writeInteger<std::int32_t>(integer, out) && exact;
-        case 8:
-            return writeInteger<std::int64_t>(integer, out) && exact;
-        default:
-            return false;
+    if (widthOf(type) == sizeof integer) {
+        memcpy(out, &integer, sizeof integer);
+        return true;
     }
+    const auto narrowed = static_cast<std::int32_t>(integer);
+    if (widthOf(type) == sizeof narrowed) memcpy(out, &narrowed, sizeof narrowed);
+    return widthOf(type) == sizeof narrowed && narrowed == integer;
 }
 
 std::int64_t StringLength(Value string) {
@@ -201,33 +164,19 @@ Value CreateBoolean(bool boolean) {
 }
 
 Value CreateNumber(NumberType type, const void* bytes) {
-    if (widthOf(type) == 0) return nullptr;
+    const std::size_t width = widthOf(type);
+    if (width == 0) return nullptr;
     Node* node = newNode(Kind::kNumber);
-    switch (type) {
-        case kInt8:
-            node->integer = std::int64_t{readAs<std::int8_t>(bytes)};
-            break;
-        case kInt16:
-            node->integer = readAs<std::int16_t>(bytes);
-            break;
-        case kInt32:
-            node->integer = readAs<std::int32_t>(bytes);
-            break;
-        case kInt64:
-            node->integer = readAs<std::int64_t>(bytes);
-            break;
-        case kLong:
-            node->integer = readAs<long>(bytes);
-            break;
-        case kFloat32:
-            node->real = static_cast<double>(readAs<float>(bytes));
-            break;
-        case kFloat64:
-            node->real = readAs<double>(bytes);
-            break;
+    std::int32_t narrow = 0;
+    if (type == kFloat64) {
+        memcpy(&node->real, bytes, width);
+    } else if (width == sizeof narrow) {
+        memcpy(&narrow, bytes, width);
+        node->integer = narrow;
+    } else {
+        memcpy(&node->integer, bytes, width);
     }
-    // As the registry keeps them: integers are 32 or 64 bits wide.
-    node->numberType = isFloat(type) ? type : widthOf(type) == 8 ? kInt64 : kInt32;
+    node->numberType = type != kLong ? type : width == sizeof narrow ? kInt32 : kInt64;
     return node;
 }
 

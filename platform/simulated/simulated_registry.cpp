@@ -91,8 +91,8 @@ bool loadPlane(const char* name, bool optional) {
     const std::string folder = stationRoot() + std::string("/ioregistry/");
     const std::uint32_t plane = planeIndex(&reg().model, name);
     const std::string first = folder + name + ".plist";
-    const bool isMissing = access(first.c_str(), F_OK) == -1 && errno == ENOENT;
-    bool loaded = (optional && isMissing) || loadFile(plane, first);
+    const bool isMissing = optional && access(first.c_str(), F_OK) == -1 && errno == ENOENT;
+    bool loaded = isMissing || loadFile(plane, first);
     dirent** files = nullptr;
     const int count = scandir(folder.c_str(), &files, nullptr, byName);
     for (int index = 0; index < count; ++index) {

@@ -28,14 +28,12 @@ int openRegular(const char* path, const char** problem) {
     // Without O_NONBLOCK a FIFO's open waits for a writer.
     const int fd = open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     struct stat status = {};
-    if (fd == -1 || fstat(fd, &status) == -1) {
-        *problem = strerror(errno);
-    } else if (!S_ISREG(status.st_mode)) {
-        *problem = "not a regular file";
-    } else {
-        return fd;
+    if (fd != -1 && fstat(fd, &status) == 0 && S_ISREG(status.st_mode)) return fd;
+    *problem = fd == -1 ? strerror(errno) : "not a regular file";
+    if (fd != -1) {
+        close(fd);
+        errno = EINVAL;
     }
-    if (fd != -1) close(fd);
     return -1;
 }
 
@@ -46,13 +44,10 @@ bool checkStationRoot() {
         return false;
     }
     stationPath(path, sizeof path, "/host.conf");
-    if (access(path, F_OK) == -1 && errno == ENOENT) return true;
     const char* problem = "";
     const int fd = openRegular(path, &problem);
-    if (fd != -1) {
-        close(fd);
-        return true;
-    }
+    if (fd != -1) close(fd);
+    if (fd != -1 || errno == ENOENT) return true;
     fprintf(stderr, "%s: %s; it has lines such as \"user-id 0\", or may be missing\n", path,
             problem);
     return false;

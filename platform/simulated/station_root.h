@@ -12,7 +12,8 @@ const char* stationRoot();
 bool stationPath(char* target, std::size_t size, const char* path);
 
 // Opens a file for reading that must be a regular one, without ever waiting. -1 when it is none,
-// with what is wrong in `problem`, which stays valid for good. The caller closes the descriptor.
+// with errno set and what is wrong in `problem`, a text that nobody frees. The caller closes the
+// descriptor.
 int openRegular(const char* path, const char** problem);
 
 // False, after a line on standard error, when the root's path is too long for the files in it or

@@ -216,6 +216,27 @@ TEST_F(StationRoot, RefusesARootThatCannotBeRead) {
     EXPECT_EQ(said(), "TARNWICK_STATION: the path is too long: make a shorter one\n");
 }
 
+// A walk hands out an entry at each of its places and goes below it once; a match finds it once.
+TEST_F(StationRoot, WalksThroughAnEntryOnce) {
+    const auto id = [](int number) {
+        return "<key>IORegistryEntryID</key><integer>" + std::to_string(number) + "</integer>";
+    };
+    const std::string twice = children(entry("x", id(5) + children(entry("y", id(6)))));
+    write("ioregistry/IOService.plist",
+          kHead + "<array>" + entry("a", twice) + entry("b", twice) + "</array></plist>");
+    EXPECT_EQ(inChild(countClass), 4);
+    EXPECT_EQ(inChild([] {
+                  registry::Port port = 0;
+                  registry::Object iterator = 0;
+                  registry::MasterPort(&port);
+                  registry::CreateRecursiveIterator(port, "IOService", &iterator);
+                  int count = 0;
+                  while (registry::IteratorNext(iterator) != 0) ++count;
+                  return count;
+              }),
+              5);
+}
+
 // Further files stand behind the first, in the order of their names.
 TEST_F(StationRoot, ReadsSeveralFilesAsOnePlane) {
     const auto withClass = [](const char* name) {
@@ -282,13 +303,16 @@ TEST_F(StationRoot, MapsDevicesAndTools) {
     const int fd = host::OpenDevice("/dev/cu.x", O_RDWR);
     EXPECT_NE(fd, -1);
     close(fd);
-    write("sbin/kextload", "#!/bin/sh\necho loading \"$@\"; exit 3\n");
-    fs::permissions(root / "sbin/kextload", fs::perms{0755});
-    EXPECT_EQ(host::RunShell("/sbin/kextload \"/D/N.kext\" >> /tmp/kextload.log 2>&1"), 3 << 8);
-    std::ifstream log(root / "tmp/kextload.log");
-    std::string line;
-    std::getline(log, line);
-    EXPECT_EQ(line, "loading /D/N.kext");
+    for (const std::string tool : {"kextload", "kextunload"}) {
+        write("sbin/" + tool, "#!/bin/sh\necho $0 \"$@\"; exit 3\n");
+        fs::permissions(root / "sbin" / tool, fs::perms{0755});
+        const std::string line = "/sbin/" + tool + " \"/D/N.kext\" >> /tmp/" + tool + ".log 2>&1";
+        EXPECT_EQ(host::RunShell(line.c_str()), 3 << 8);
+        std::ifstream log(root / "tmp" / (tool + ".log"));
+        std::string said;
+        std::getline(log, said);
+        EXPECT_EQ(said, (root / "sbin" / tool).string() + " /D/N.kext");
+    }
     unsetenv("TARNWICK_STATION");
     EXPECT_EQ(host::RunShell("/sbin/kextload x"), 127 << 8);
 }
