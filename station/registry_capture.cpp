@@ -15,8 +15,9 @@ constexpr const char* kHead =
     "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n<plist version=\"1.0\">\n";
 constexpr const char* kTail = "</plist>\n";
 
-// Ids far above those that a Mac gives out, so that a capture's entries keep theirs; apart for each
-// plane, as entries with the same id are one.
+// Entries with the same id are one, so each plane has its own ids, and there are none beside a
+// capture: it may be the plane of another station.
+constexpr std::uint64_t kNoIds = 0;
 constexpr std::uint64_t kFirstServiceId = 0x7A0000000;
 constexpr std::uint64_t kFirstDeviceTreeId = 0x7B0000000;
 
@@ -30,7 +31,7 @@ std::string integer(std::uint64_t value) {
     return "<integer>" + std::to_string(value) + "</integer>";
 }
 
-// Writes entries with ids of their own.
+// Writes entries, with ids from the first one on if there is one.
 class Writer {
   public:
     explicit Writer(std::uint64_t firstId) : nextId_(firstId) {}
@@ -38,8 +39,8 @@ class Writer {
     std::string entry(const std::string& name, const std::string& className,
                       const std::string& properties, const std::string& children = "") {
         std::string result = "<dict>\n" + key("IORegistryEntryName", text(name)) +
-                             key("IOObjectClass", text(className)) +
-                             key("IORegistryEntryID", integer(nextId_++)) + properties;
+                             key("IOObjectClass", text(className)) + properties;
+        if (nextId_ != kNoIds) result += key("IORegistryEntryID", integer(nextId_++));
         if (!children.empty()) {
             result += key("IORegistryEntryChildren", "<array>\n" + children + "</array>");
         }
@@ -72,10 +73,10 @@ class Writer {
 
 }  // namespace
 
-std::string servicePlane(const std::vector<RootContent::Port>& ports) {
-    Writer writer(kFirstServiceId);
+std::string servicePlane(const RootContent& content) {
+    Writer writer(content.capture.empty() ? kFirstServiceId : kNoIds);
     std::string entries = writer.serialPort("Bluetooth-Incoming-Port");
-    for (const RootContent::Port& port : ports) entries += writer.module(port);
+    for (const RootContent::Port& port : content.ports) entries += writer.module(port);
     return kHead + writer.root(entries) + kTail;
 }
 

@@ -7,8 +7,9 @@
 
 namespace station {
 
-// The service plane with an entry for each port, as ioreg prints it.
-std::string servicePlane(const std::vector<RootContent::Port>& ports);
+// The service plane with an entry for each port, as ioreg prints it, or what stands behind that of
+// `content.capture`.
+std::string servicePlane(const RootContent& content);
 
 // A small device-tree plane.
 std::string deviceTreePlane();

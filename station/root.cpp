@@ -121,7 +121,7 @@ void Root::writeRegistry(const RootContent& content) const {
     writeFile("ioregistry/IODeviceTree.plist", deviceTreePlane());
     if (content.capture.empty()) {
         fs::remove(folder / "IOService-station.plist");
-        writeFile("ioregistry/IOService.plist", servicePlane(content.ports));
+        writeFile("ioregistry/IOService.plist", servicePlane(content));
         return;
     }
     // Moved into place, as the capture may be the very file that is replaced.
@@ -129,7 +129,7 @@ void Root::writeRegistry(const RootContent& content) const {
     fs::copy_file(content.capture, beside, fs::copy_options::overwrite_existing);
     fs::permissions(beside, fs::perms{0644});
     fs::rename(beside, folder / "IOService.plist");
-    writeFile("ioregistry/IOService-station.plist", servicePlane(content.ports));
+    writeFile("ioregistry/IOService-station.plist", servicePlane(content));
 }
 
 bool Root::exists() const {
