@@ -63,8 +63,8 @@ struct Level {
 
 class Reader {
   public:
-    Reader(Model* model, std::uint32_t plane) : model_(model), plane_(plane) {
-        parser_ = XML_ParserCreate(nullptr);
+    Reader(Model* model, std::uint32_t plane)
+        : model_(model), plane_(plane), parser_(XML_ParserCreate(nullptr)) {
         XML_SetUserData(parser_, this);
         XML_SetElementHandler(
             parser_, [](void* self, const char* name, const char**) { reader(self)->start(name); },
