@@ -4,6 +4,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <filesystem>
@@ -156,14 +157,29 @@ TEST(Station, BearsItsSurroundings) {
 
 // The tool at a station whose devices are another one's.
 TEST(Station, LeadsToRealDevices) {
-    TestStation real({"--driver-loaded"});
-    const std::string generator = real.root() + "/dev/tty.KeySerial1";
+    TestStation real({"--driver-loaded", "-m", "hspa,id=49015420323751"});
+    const std::string nodes = real.root() + "/dev/";
+    const char* const identity =
+        "Device Identification = Tarnwick Instruments,SG-3000,100042,1.07\n";
     for (int round = 0; round < 2; ++round) {
-        EXPECT_EQ(station({"--driver-loaded", "--time-scale", "0.005", "--generator-device",
-                           generator, toolPath(), "-c"})
-                      .output,
-                  "Device Identification = Tarnwick Instruments,SG-3000,100042,1.07\n");
+        const ToolRun run =
+            station({"--driver-loaded", "--time-scale", "0.005", "-m",
+                     "hspa,device=" + nodes + "cu.wwanCMD19", "--generator-device",
+                     nodes + "tty.KeySerial1", "sh", "-c", R"("$0" -e; "$0" -c)", toolPath()});
+        EXPECT_EQ(run.output, "490154203237518\n" + std::string(identity));
     }
+}
+
+// The tool takes them for the answers that do not come.
+TEST(Station, SendsUnsolicitedLinesBetweenCommands) {
+    TestStation station({"-m", "hspa,chatter=2,fault=silent"});
+    EXPECT_EQ(station.tool({"-t"}).output, "0\t0\n");
+    station.waitFor("wwanCMD19 ! close");
+    Words lines = station.transcript();
+    lines.erase(std::unique(lines.begin(), lines.end()), lines.end());
+    const std::string chatter = R"(wwanCMD19 < \r\n^RSSI: 18\r\n)";
+    EXPECT_EQ(lines, (Words{"wwanCMD19 > AT!DTEMP? 0", chatter, "wwanCMD19 > AT!DTEMP? 1", chatter,
+                            "wwanCMD19 ! close"}));
 }
 
 TEST(Station, ServesOnTopOfACapture) {
