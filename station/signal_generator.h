@@ -10,8 +10,9 @@
 
 namespace station {
 
-// An RF signal generator that takes SCPI: long and short forms in any case, several commands in a
-// line parted by semicolons, units, queries, and an error queue whose entries are noted.
+// An RF signal generator that takes what the tool sends and what asks for it again, in SCPI's long
+// and short forms and in any case, several commands in a line parted by semicolons. What it does
+// not understand goes to its error queue, is noted, and sets a bit of its event status register.
 class SignalGenerator : public Instrument {
   public:
     // Writes what it radiates into `field`, which must outlive it.
@@ -21,19 +22,18 @@ class SignalGenerator : public Instrument {
     std::string state() const override;
 
   private:
-    struct Command;
-    static const Command kCommands[];
-
     void reset();
-    void execute(std::string_view message, std::string* answer);
-    void raise(int code, std::string_view text);
-    bool takeSwitch(std::string_view parameter, bool* target);
-    bool takeNumber(std::string_view parameter, bool isFrequency, double low, double high,
-                    double* target);
-    std::string nextError();
+    std::string execute(std::string_view message);
+    std::string query(std::string_view header);
+    void set(std::string_view header, std::string_view parameter);
+    void setSwitch(std::string_view word, bool* target);
+    void setNumber(const std::string& text, bool isFrequency, double least, double most,
+                   double* target);
+    void raise(int code, const char* text);
 
     RfField* field_;
     bool display_ = true;
+    int events_ = 0;  // the event status register
     std::deque<std::string> errors_;
 };
 

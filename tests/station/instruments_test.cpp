@@ -79,7 +79,7 @@ TEST(Fault, LeavesASilentModuleAsItWas) {
     EXPECT_NE(module.state().find("radio=on"), std::string::npos);
 }
 
-TEST(Generator, TakesSCPIInAllItsForms) {
+TEST(Generator, TakesLongAndShortForms) {
     const struct {
         const char* line;
         const char* answer;
@@ -87,11 +87,13 @@ TEST(Generator, TakesSCPIInAllItsForms) {
         {"*RST", ""},
         {"FREQ?", "100000000\n"},
         {"SOUR:FREQ 881.600037MHz", ""},
-        {":source:frequency:cw?", "881600037\n"},
+        {":source:frequency?", "881600037\n"},
         {"freq 1.5 GHZ;FREQ?;:OUTP ON;OUTPUT1:STATE?", "1500000000;1\n"},
         {"SOUR1:FREQ 900000 kHz;FREQ?", "900000000\n"},
         {"SOUR:POWer:LEVel -50;POW?", "-50.00\n"},
         {"POW:LEV 3 DBM;POW?", "3.00\n"},
+        {"SOUR:POWER:MODE FIXED;POW:MODE?", "FIX\n"},
+        {"*ESR?", "0\n"},
         {"POW 26", ""},
         {"FREQ 10 GHz", ""},
         {"FREQ 10 V", ""},
@@ -101,7 +103,8 @@ TEST(Generator, TakesSCPIInAllItsForms) {
         {"OUTP MAYBE", ""},
         {"*IDN? 1", ""},
         {"SYST:ERR?", "-222,\"Data out of range\"\n"},
-        {"SYST:ERR?;SYST:ERR:NEXT?", "-222,\"Data out of range\";-131,\"Invalid suffix\"\n"},
+        {"*ESR?;*ESR?", "48;0\n"},
+        {"SYST:ERR?;SYSTEM:ERROR?", "-222,\"Data out of range\";-131,\"Invalid suffix\"\n"},
         {"SYST:ERR?;:SYST:ERR?", "-104,\"Data type error\";-109,\"Missing parameter\"\n"},
         {"SYST:ERR?", "-113,\"Undefined header\"\n"},
         {"SYST:ERR?;SYST:ERR?",
@@ -109,7 +112,7 @@ TEST(Generator, TakesSCPIInAllItsForms) {
         {"SYST:ERR?", "0,\"No error\"\n"},
         {":SYST:DISP:UPD OFF;SYSTEM:DISPLAY:UPDATE?", "0\n"},
         {"::;;: ;?", ""},
-        {"*CLS;SYST:ERR?;*OPC?", "0,\"No error\";1\n"},
+        {"X;*CLS;SYST:ERR?;*ESR?;*OPC?", "0,\"No error\";0;1\n"},
     };
     RfField field;
     SignalGenerator generator(&field);
