@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <iterator>
+#include <type_traits>
 #include <utility>
 
 #include "station/fault.h"
@@ -76,6 +77,19 @@ std::vector<int> integers(std::string_view text) {
     }
 }
 
+// What a command that does no more than that runs: sets a member, to a value or to its number.
+template <auto member, auto value, class Call>
+bool put(Module& module, Call&) {
+    module.*member = value;
+    return true;
+}
+template <auto member, class Call>
+bool take(Module& module, Call& call) {
+    using Value = std::remove_reference_t<decltype(module.*member)>;
+    module.*member = static_cast<Value>(call.numbers[0]);
+    return true;
+}
+
 }  // namespace
 
 // A command as it stands behind AT; one that ends in = or a comma is followed by arguments. A basic
@@ -100,9 +114,9 @@ const Module::Command Module::kCommands[] = {
      "Band: {band}\r\nChannel: {channel}\r\nPower mode: Awake\r\nTemperature: {temperature0} C\r\n"
      "System: Idle"},
     {kEvdo, "!OEM=176"},
-    {kEvdo, "!DIAG", "", {}, [](Module& module, Call&) { return !(module.asleep_ = false); }},
-    {kEvdo, "!RX=1", "", {}, [](Module& module, Call&) { return (module.receiver_ = 1) == 1; }},
-    {kEvdo, "!RX2=1", "", {}, [](Module& module, Call&) { return (module.receiver_ = 2) == 2; }},
+    {kEvdo, "!DIAG", "", {}, put<&Module::asleep_, false>},
+    {kEvdo, "!RX=1", "", {}, put<&Module::receiver_, 1>},
+    {kEvdo, "!RX2=1", "", {}, put<&Module::receiver_, 2>},
     {kEvdo, "!CHAN?", "Channel = {channel}"},
     {kEvdo,
      "!CHAN=",
@@ -230,12 +244,11 @@ const Module::Command Module::kCommands[] = {
      "!DASTXON",
      "",
      {},
-     [](Module& module, Call&) { return module.transmitting_ = module.channel_.has_value(); }},
-    {kBoth,
-     "!DASTXOFF",
-     "",
-     {},
-     [](Module& module, Call&) { return !(module.transmitting_ = false); }},
+     [](Module& module, Call&) {
+         module.transmitting_ = module.channel_.has_value();
+         return module.transmitting_;
+     }},
+    {kBoth, "!DASTXOFF", "", {}, put<&Module::transmitting_, false>},
     {kTestMode, "!DAWSTXCW=", "", {1}},
     {kTestMode, "!DAWSPARANGE=", "", {1}},
     {kTestMode,
@@ -266,14 +279,7 @@ const Module::Command Module::kCommands[] = {
     {kBoth, "+CSQ", "+CSQ: {signal},99"},
     {kBoth, "+CMEE=?", "+CMEE: (0-2)"},
     {kBoth, "+CMEE?", "+CMEE: {reports}"},
-    {kBoth,
-     "+CMEE=",
-     "",
-     {1, 2},
-     [](Module& module, Call& call) {
-         module.errorReports_ = call.numbers[0];
-         return true;
-     }},
+    {kBoth, "+CMEE=", "", {1, 2}, take<&Module::errorReports_>},
     {kHspa, "+CREG?", "+CREG: 0,{registered}"},
     {kHspa, "+CREG=", "", {1, 2}},
     {kHspa, "+CGREG?", "+CGREG: 0,{registered}"},
@@ -288,23 +294,11 @@ const Module::Command Module::kCommands[] = {
     {kHspa, "+CSMS?", "+CSMS: 0,1,1,1"},
     {kBoth,
      "I=", "Manufacturer: Orvel\r\nModel: WWAN-{product}\r\nRevision: {firmware}\r\n{kind}: {id}"},
-    {kBoth,
-     "E=",
-     "",
-     {1, 1},
-     [](Module& module, Call& call) { return module.echo_ = call.numbers[0] == 1, true; }},
-    {kBoth,
-     "V=",
-     "",
-     {1, 1},
-     [](Module& module, Call& call) { return module.words_ = call.numbers[0] == 1, true; }},
-    {kBoth,
-     "Q=",
-     "",
-     {1, 1},
-     [](Module& module, Call& call) { return module.quiet_ = call.numbers[0] == 1, true; }},
-    {kBoth, "Z=", "", {}, [](Module& module, Call&) { return module.restoreProfile(), true; }},
-    {kBoth, "&F=", "", {}, [](Module& module, Call&) { return module.restoreProfile(), true; }},
+    {kBoth, "E=", "", {1, 1}, take<&Module::echo_>},
+    {kBoth, "V=", "", {1, 1}, take<&Module::words_>},
+    {kBoth, "Q=", "", {1, 1}, take<&Module::quiet_>},
+    {kBoth, "Z=", "", {}, restore},
+    {kBoth, "&F=", "", {}, restore},
     {kBoth, "H="},
     {kBoth, "X="},
     {kBoth, "&C="},
@@ -320,6 +314,11 @@ Module::Module(const ModuleSpec& spec, int index, const RfField& field)
     spec_.id = spec_.isEvdo() ? format("809A%04X", static_cast<unsigned>(0x1B20 + index))
                               : format("01234500678%03d", index % 1000);
     if (!spec_.isEvdo()) spec_.id += imeiCheckDigit(spec_.id);
+}
+
+bool Module::restore(Module& module, Call&) {
+    module.restoreProfile();
+    return true;
 }
 
 void Module::restoreProfile() {

@@ -50,6 +50,7 @@ class Module : public Instrument {
     bool selectChannel(const std::optional<Channel>& channel, int number);
     bool isTunedTo(Radio radio, int number) const;
     void restoreProfile();
+    static bool restore(Module& module, Call&);
     std::string valueOf(std::string_view name) const;
     std::string filled(std::string_view text) const;
     std::string resultCode(std::string_view failure) const;

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <stdexcept>
 #include <string>
 
 #include "station/module.h"
@@ -69,6 +70,36 @@ TEST(Module, KeepsItsState) {
     for (const auto& line : dialogue) {
         EXPECT_EQ(answerOf(module, line.command),
                   std::string(line.command) + "\r\r\n" + line.answer);
+    }
+}
+
+// What clients set up first, on either family: whole answers, echo and framing included.
+TEST(Module, AnswersAsItIsSetUp) {
+    const struct {
+        const char* spec;
+        const char* command;
+        const char* answer;
+    } dialogue[] = {
+        {"hspa", "ATE0V1Q0", "ATE0V1Q0\r\r\nOK\r\n"},  // echoed as it comes
+        {"hspa,echo=off", "AT", "\r\nOK\r\n"},
+        {"hspa", "AT+CMEE=2;+CSQ;E0", "AT+CMEE=2;+CSQ;E0\r\r\n+CSQ: 2,99\r\n\r\nOK\r\n"},
+        {"hspa", "ATV0", "ATV0\r0\r"},
+        {"hspa", "ATQ1", "ATQ1\r"},
+        {"hspa", "*IDN?", ""},
+        {"evdo,id=12AB34CD", "at+gsn", "at+gsn\r\r\n0x12AB34CD\r\n\r\nOK\r\n"},
+        {"evdo", "ATZ", "ATZ\r\r\nOK\r\n"},
+        {"evdo", "AT+CIMI", "AT+CIMI\r\r\nERROR\r\n"},
+        {"hspa,sku=1,2", "AT", nullptr},
+    };
+    for (const auto& line : dialogue) {
+        SCOPED_TRACE(std::string(line.spec) + " " + line.command);
+        const RfField field;
+        if (line.answer == nullptr) {
+            EXPECT_THROW(parseModuleSpec(line.spec), std::invalid_argument);
+        } else {
+            Module module(parseModuleSpec(line.spec), 0, field);
+            EXPECT_EQ(answerOf(module, line.command), line.answer);
+        }
     }
 }
 
