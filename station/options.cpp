@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
-#include <functional>
 #include <limits>
 
 #include "station/choice.h"
@@ -62,11 +61,12 @@ constexpr Option kOptions[] = {
      [](Options& options, const std::string&) { options.version = true; }},
 };
 
-const Option& find(const std::function<bool(const Option&)>& isMeant, const char* word) {
+// The option of that long name, or of that letter when the name is empty.
+const Option* find(std::string_view name, char letter) {
     for (const Option& option : kOptions) {
-        if (isMeant(option)) return option;
+        if (name.empty() ? option.letter == letter : option.name == name) return &option;
     }
-    refuse("unknown option", word);
+    return nullptr;
 }
 
 // Takes the option at `*index` with its argument, which may be part of the word or the next one.
@@ -74,10 +74,10 @@ void takeOption(int argc, char** argv, int* index, Options* options) {
     const std::string_view word = argv[*index];
     const bool isLong = word.starts_with("--");
     const std::size_t equals = isLong ? word.find('=') : std::string_view::npos;
-    const Option& option =
-        isLong ? find([&](const Option& known) { return known.name == word.substr(2, equals - 2); },
-                      argv[*index])
-               : find([&](const Option& known) { return known.letter == word[1]; }, argv[*index]);
+    const std::string_view name = isLong ? word.substr(2, equals - 2) : std::string_view();
+    const Option* known = find(name, word[1]);
+    if (known == nullptr) refuse("unknown option", argv[*index]);
+    const Option& option = *known;
     const bool attached = isLong ? equals != std::string_view::npos : word.size() > 2;
     if (option.argument.empty()) {
         if (attached) refuse("the option takes no argument", word);

@@ -45,6 +45,17 @@ enum Element : std::uint8_t {
 constexpr const char* kElements[] = {"key",  "string", "integer", "dict", "array",
                                      "true", "false",  "data",    "real", "date"};
 
+// The 64-bit names of these calls are missing from the expat of Debian 12.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+std::uint64_t lineOf(XML_Parser parser) {
+    return XML_GetCurrentLineNumber(parser);
+}
+std::int64_t offsetOf(XML_Parser parser) {
+    return XML_GetCurrentByteIndex(parser);
+}
+#pragma GCC diagnostic pop
+
 constexpr const char* kNotEntries =
     "a property list, but not of registry entries; take the capture with ioreg -a -l";
 
@@ -108,7 +119,7 @@ class Reader {
     }
 
     void refuseHere(const std::string& problem) {
-        refuse("line " + std::to_string(XML_GetCurrentLineNumber(parser_)) + ": " + problem);
+        refuse("line " + std::to_string(lineOf(parser_)) + ": " + problem);
     }
 
     // What people take for captures and what is easily made one.
@@ -130,9 +141,8 @@ class Reader {
             refuseHere((count == 0 ? "ends too early"
                                    : std::string(XML_ErrorString(XML_GetErrorCode(parser_)))) +
                        "; not the XML that ioreg -a -l prints");
-        } else if (count > 0 && XML_GetCurrentByteIndex(parser_) >= 0 &&
-                   fed_ - static_cast<std::uint64_t>(XML_GetCurrentByteIndex(parser_)) >
-                       kLongestTag) {
+        } else if (count > 0 && offsetOf(parser_) >= 0 &&
+                   fed_ - static_cast<std::uint64_t>(offsetOf(parser_)) > kLongestTag) {
             refuseHere("a tag or comment of more than 1 MiB");
         } else if (count == 0 && !seenTop_) {
             refuse(kNotEntries);
