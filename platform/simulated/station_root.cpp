@@ -44,10 +44,10 @@ bool checkStationRoot() {
         return false;
     }
     stationPath(path, sizeof path, "/host.conf");
-    const char* problem = "";
-    const int fd = openRegular(path, &problem);
-    if (fd != -1) close(fd);
-    if (fd != -1 || errno == ENOENT) return true;
+    struct stat status = {};
+    const bool isThere = stat(path, &status) == 0;
+    if (isThere ? S_ISREG(status.st_mode) : errno == ENOENT) return true;
+    const char* problem = isThere ? "not a regular file" : strerror(errno);
     fprintf(stderr, "%s: %s; it has lines such as \"user-id 0\", or may be missing\n", path,
             problem);
     return false;

@@ -17,7 +17,7 @@ bool stationPath(char* target, std::size_t size, const char* path);
 int openRegular(const char* path, const char** problem);
 
 // False, after a line on standard error, when the root's path is too long for the files in it or
-// host.conf is there and no file that can be read.
+// host.conf is there and no regular file.
 bool checkStationRoot();
 
 }  // namespace simulated
