@@ -1,10 +1,12 @@
 #include "tests/support/fake_host.h"
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <utility>
 
 #include "platform/host.h"
 
@@ -15,10 +17,24 @@ int openPorts() {
         gHost.opened, [](int fd) { return fd != -1 && fcntl(fd, F_GETFD) != -1; }));
 }
 
+void breakLine(const std::string& text) {
+    int ends[2];
+    if (pipe(ends) == -1 || write(ends[1], text.data(), text.size()) == -1 ||
+        dup2(ends[0], gHost.opened.back()) == -1) {
+        abort();
+    }
+    for (const int end : ends) close(end);
+}
+
 std::string printed(const std::function<void()>& action) {
-    testing::internal::CaptureStdout();
+    char* text = nullptr;
+    std::size_t length = 0;
+    FILE* const saved = std::exchange(stdout, open_memstream(&text, &length));
     action();
-    return testing::internal::GetCapturedStdout();
+    fclose(std::exchange(stdout, saved));
+    std::string output(text, length);
+    free(text);
+    return output;
 }
 
 namespace host {
@@ -27,10 +43,8 @@ int OpenDevice(const char* path, int flags) {
     if (openPorts() == 0) {
         for (const HeldPty* pty : gHost.held) pty->endExclusiveUse();
     }
-    const auto device = gHost.devices.find(path);
     if (gHost.readOnly) flags = (flags & ~O_ACCMODE) | O_RDONLY;
-    gHost.opened.push_back(
-        open(device != gHost.devices.end() ? device->second.c_str() : path, flags));
+    gHost.opened.push_back(open(gHost.node.empty() ? path : gHost.node.c_str(), flags));
     return gHost.opened.back();
 }
 
@@ -49,6 +63,7 @@ std::uint32_t RealUserId() {
 
 void PauseMilliseconds(std::uint32_t milliseconds) {
     gHost.pauses.push_back(milliseconds);
+    gHost.atPause();
 }
 
 int NextOption(int argc, char** argv, const char* letters) {

@@ -2,18 +2,18 @@
 
 #include <cstdint>
 #include <functional>
-#include <map>
 #include <string>
 #include <vector>
 
 #include "tests/support/held_pty.h"
 
-// The host that unit tests run on, in the place of the real one: pauses are recorded and not waited
-// for, device paths lead to ptys, shell lines get scripted statuses.
+// The host that the tool's rooms are tested on, in the place of the real one: pauses are recorded
+// and not waited for, device paths lead to a pty, shell lines get scripted statuses.
 struct FakeHost {
-    std::vector<std::uint32_t> pauses;           // milliseconds, in order
-    std::map<std::string, std::string> devices;  // "/dev/..." to where it really is
-    bool readOnly = false;                       // devices are opened so that every write fails
+    std::vector<std::uint32_t> pauses;  // milliseconds, in order
+    std::function<void()> atPause = [] {};
+    std::string node;       // where every device path leads; empty: where it says
+    bool readOnly = false;  // devices are opened so that every write fails
     std::vector<int> opened;
     std::vector<const HeldPty*> held;  // lose their exclusive mark once no port is open
     std::vector<std::string> shellLines;
@@ -26,6 +26,10 @@ extern FakeHost gHost;
 
 // How many of the descriptors that the tool opened are open still.
 int openPorts();
+
+// Puts something else under the descriptor of the open port: `text` can be read from it, then it
+// has hung up, and it takes no settings.
+void breakLine(const std::string& text);
 
 // What `action` prints on standard output.
 std::string printed(const std::function<void()>& action);

@@ -26,14 +26,13 @@ OperationRun runOperation(std::uint32_t productId, ScriptedDevice::Script script
 }
 
 ScriptedDevice::Script answering(std::vector<std::pair<std::string, std::string>> answers) {
-    return [answers = std::move(answers)](const std::string& command) -> ScriptedDevice::Reaction {
+    return [answers = std::move(answers)](const std::string& command) {
         std::string reply = command + "\r\r\n";
         std::string text;
         for (const auto& [start, answer] : answers) {
             if (command.starts_with(start)) text = answer;
         }
-        if (text == "!") return {reply + "ERROR\r\n"};
         if (!text.empty()) reply += text + "\r\n\r\n";
-        return {reply + "OK\r\n"};
+        return reply + "OK\r\n";
     };
 }

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tests/support/scripted_device.h"
@@ -22,5 +23,5 @@ OperationRun runOperation(std::uint32_t productId, ScriptedDevice::Script script
                           const std::function<int(const char* tty)>& operation);
 
 // A script that answers every command as a module does: echo, then the text of the last of
-// `answers` whose first part the command begins with, then "OK"; an answer of "!" is an ERROR.
+// `answers` whose first part the command begins with, then "OK".
 ScriptedDevice::Script answering(std::vector<std::pair<std::string, std::string>> answers);

@@ -1,119 +1,94 @@
+#include "siggen/signal_generator.h"
+
 #include <gtest/gtest.h>
 
 #include <string>
 #include <vector>
 
-#include "siggen/signal_generator.h"
 #include "tests/support/fake_host.h"
-#include "tests/support/scripted_device.h"
+#include "tests/support/operation_run.h"
 
 namespace {
 
-using Pauses = std::vector<std::uint32_t>;
-
 const std::string kList = "/usr/sbin/kextstat | grep \"KeyspanUSAdriver\" > /dev/null 2>&1";
 const std::string kDriver = " \"/Brek/Runtime_Files/Kexts/KeyspanUSAdriver.kext\" >> ";
-const std::vector<std::string> kLoadAndUnload = {
-    kList, "/sbin/kextload" + kDriver + "/tmp/kextload.log 2>&1", kList,
-    "/sbin/kextunload" + kDriver + "/tmp/kextunload.log 2>&1"};
-
-struct Outcome {
-    int result = -1;
-    std::string output;
-    std::string wire;
-    bool loaded = false;
-};
+const std::string kLoad = "/sbin/kextload" + kDriver + "/tmp/kextload.log 2>&1";
+const std::string kUnload = "/sbin/kextunload" + kDriver + "/tmp/kextunload.log 2>&1";
 
 // Runs the operation with the adapter's node in place whenever its driver is loaded.
-Outcome run(std::int32_t (*operation)(), bool loaded, ScriptedDevice::Script script,
-            const char* node = nullptr, bool readOnly = false) {
-    ScriptedDevice device(std::move(script));
-    gHost = {};
-    gHost.devices["/dev/tty.KeySerial1"] = node != nullptr ? node : device.path();
-    gHost.readOnly = readOnly;
-    gHost.isReadable = [&](const std::string&) { return loaded; };
-    gHost.shell = [&](const std::string& line) {
-        if (line.starts_with("/usr/sbin/kextstat")) return loaded ? 0 : 256;
-        loaded = line.starts_with("/sbin/kextload ");
-        return 0;
+OperationRun run(std::int32_t (*operation)(), bool loaded, const std::function<void()>& fault) {
+    const auto generator = [](const std::string& command) {
+        return std::string(command == "*IDN?" ? "Maker,Model,1,2\n" : "");
     };
-    Outcome outcome;
-    outcome.output = printed([&] { outcome.result = operation(); });
-    EXPECT_EQ(openPorts(), 0) << "a port was left open";
-    outcome.wire = device.wire();
-    outcome.loaded = loaded;
-    return outcome;
-}
-
-ScriptedDevice::Reaction generator(const std::string& command) {
-    return {command == "*IDN?" ? "Maker,Model,1,2\n" : ""};
+    return runOperation(0, generator, [&](const char* tty) {
+        gHost.node = tty;
+        gHost.isReadable = [&](const std::string&) { return loaded; };
+        gHost.shell = [&](const std::string& line) {
+            if (line.starts_with("/usr/sbin/kextstat")) return loaded ? 0 : 256;
+            loaded = line.starts_with("/sbin/kextload ");
+            return 0;
+        };
+        fault();
+        return operation();
+    });
 }
 
 std::int32_t enable() {
     return EnableSignalGenerator(1960.0F, -50);
 }
 
+// When the identification is waited for, the line gives `text` and is gone.
+std::function<void()> breakingAfter(const std::string& text) {
+    return [text] { gHost.atPause = [text] { breakLine(text); }; };
+}
+
 }  // namespace
 
-TEST(Generator, IsCommandedInOrder) {
-    const struct {
-        std::int32_t (*operation)();
-        const char* wire;
-        const char* output;
-        Pauses pauses;
-    } cases[] = {
-        {enable,
-         "*RST\r\n:SYST:DISP:UPD ON\r\nSOUR:FREQ 1960.000000MHz\r\nSOUR:POWer:MODE FIX\r\n"
-         "SOUR:POWer:LEVel -50\r\nOUTPut1:STATe ON\r\n",
-         "",
-         {}},
-        {DisableSignalGenerator, "OUTPut1:STATe OFF\r\n:SYST:DISP:UPD OFF\r\n", "", {}},
-        {VerifySignalGeneratorConnection,
-         "*RST\r\n*IDN?\r\n",
-         "Device Identification = Maker,Model,1,2\n",
-         {2000}},
-    };
-    for (const auto& example : cases) {
-        for (const bool loaded : {false, true}) {
-            const Outcome outcome = run(example.operation, loaded, generator);
-            EXPECT_EQ(outcome.result, 0);
-            EXPECT_EQ(outcome.wire, example.wire);
-            EXPECT_EQ(outcome.output, example.output);
-            EXPECT_EQ(outcome.loaded, loaded) << "the driver is not left as it was";
-            EXPECT_EQ(gHost.pauses, example.pauses);
-            EXPECT_EQ(gHost.shellLines, loaded ? std::vector{kList} : kLoadAndUnload);
-        }
-    }
+TEST(Generator, IsIdentifiedByADriverLoadedForIt) {
+    const OperationRun outcome = run(VerifySignalGeneratorConnection, false, [] {});
+    EXPECT_EQ(outcome.result, 0);
+    EXPECT_EQ(outcome.output, "Device Identification = Maker,Model,1,2\n");
+    EXPECT_EQ(outcome.wire, "*RST *IDN?");
+    EXPECT_EQ(outcome.pauses, std::vector<std::uint32_t>{2000});
+    EXPECT_EQ(gHost.shellLines, (std::vector{kList, kLoad, kList, kUnload}));
 }
 
-// A failure unloads even a driver that was loaded before.
-TEST(Generator, ThatCannotBeReachedLeavesNoDriver) {
-    const Outcome outcome = run(DisableSignalGenerator, true, generator, "/nowhere");
-    EXPECT_EQ(outcome.result, 5);
-    EXPECT_EQ(outcome.output,
-              "DisableSignalGenerator: code= 1, msg= OpenSerialPort: Error opening serial port "
-              "/dev/tty.KeySerial1\n\n");
-    EXPECT_FALSE(outcome.loaded);
-}
-
-TEST(Generator, ThatTakesNoCommandIsClosedAndLeavesNoDriver) {
-    const std::string failed =
+// A failure closes the port and unloads the driver, even one that was loaded before.
+TEST(Generator, ThatFailsLeavesNoDriver) {
+    const std::string verify = "VerifySignalGeneratorConnection: ";
+    const std::string notWritten =
         "code= 4, msg= writeSerialPort: Error writing to serial port - returned -1, expected ";
+    const std::string tooLong(300, 'x');
+    const auto takesNothing = [] { gHost.readOnly = true; };
     const struct {
         std::int32_t (*operation)();
+        std::function<void()> fault;
+        std::int32_t result;
         std::string output;
     } cases[] = {
-        {enable, "EnableSignalGenerator: error while issue command *RST " + failed + "6\n"},
-        {DisableSignalGenerator,
-         "DisableSignalGenerator: error while issue command OUTPut1:STATe OFF " + failed + "19\n"},
+        {DisableSignalGenerator, [] { gHost.node = "/nowhere"; }, 5,
+         "DisableSignalGenerator: code= 1, msg= OpenSerialPort: Error opening serial port "
+         "/dev/tty.KeySerial1\n\n"},
+        {enable, takesNothing, 5,
+         "EnableSignalGenerator: error while issue command *RST " + notWritten + "6\n"},
+        {DisableSignalGenerator, takesNothing, 5,
+         "DisableSignalGenerator: error while issue command OUTPut1:STATe OFF " + notWritten +
+             "19\n"},
+        {VerifySignalGeneratorConnection, takesNothing, 4, verify + notWritten + "6\n"},
+        {VerifySignalGeneratorConnection, breakingAfter("Maker,Mo"), 6,
+         "Device Identification = Maker,Mo\n" + verify +
+             "code= 6, msg= readSerialPort: Error reading from serial port\n"},
+        {VerifySignalGeneratorConnection, breakingAfter(tooLong), 5,
+         "Device Identification = " + tooLong.substr(0, 255) + "\n" + verify +
+             "code= 5, msg= readSerialPort: Error buffer full [0]\n"},
+        {VerifySignalGeneratorConnection, breakingAfter("Maker\n"), 2,
+         "Device Identification = Maker\n" + verify +
+             "code= 2, msg= CloseSerialPort: Error resetting tty attributes\n"},
     };
-    for (const auto& example : cases) {
-        for (const bool loaded : {false, true}) {
-            const Outcome outcome = run(example.operation, loaded, generator, nullptr, true);
-            EXPECT_EQ(outcome.result, 5);
-            EXPECT_EQ(outcome.output, example.output);
-            EXPECT_EQ(outcome.wire, "");
-            EXPECT_FALSE(outcome.loaded);
-        }
+    for (const auto& testCase : cases) {
+        const OperationRun outcome = run(testCase.operation, true, testCase.fault);
+        EXPECT_EQ(outcome.result, testCase.result);
+        EXPECT_EQ(outcome.output, testCase.output);
+        EXPECT_EQ(gHost.shellLines, (std::vector{kList, kList, kUnload}));
     }
 }
