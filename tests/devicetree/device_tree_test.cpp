@@ -41,7 +41,7 @@ class DeviceTree : public testing::Test {
         const auto board =
             simulated::AddEntry(kServicePlane, simulated::kRoot, {"board", "Expert"});
         simulated::AddEntry(kServicePlane, board, {"cpu", "IOPlatformDevice", "1", 77});
-        elsewhere_ = simulated::AddEntry("IOUSB", simulated::kRoot, {"hub", "IOUSBDevice"});
+        simulated::AddEntry("IOUSB", simulated::kRoot, {"hub", "IOUSBDevice"});
     }
     void TearDown() override {
         EXPECT_EQ(simulated::LiveObjects(), 0U) << "an entry or iterator leaks";
@@ -53,7 +53,6 @@ class DeviceTree : public testing::Test {
     std::size_t values_ = 0;
     simulated::Entry cpus_ = 0;
     simulated::Entry cpu_ = 0;
-    simulated::Entry elsewhere_ = 0;
 };
 
 }  // namespace
@@ -64,65 +63,59 @@ TEST_F(DeviceTree, RoundTripsEveryTypeAndWidth) {
         property::Value before;
         std::string bytes;
         std::string after;
-        property::Kind kind;
     } cases[] = {
-        {property::CreateBoolean(false), std::string("\0\0\1", 3), "\1", property::Kind::kBoolean},
-        {property::CreateBoolean(true), std::string("\0\0", 2), std::string("\0", 1),
-         property::Kind::kBoolean},
-        {number<std::int32_t>(property::kInt32, 1), "abcd+", "abcd", property::Kind::kNumber},
-        {number<std::int64_t>(property::kInt64, 1), "abcdefgh", "abcdefgh",
-         property::Kind::kNumber},
-        {number<long>(property::kLong, 1), "abcdefgh", std::string("abcdefgh", sizeof(long)),
-         property::Kind::kNumber},
-        {number<double>(property::kFloat64, 1), "abcdefgh", "abcdefgh", property::Kind::kNumber},
-        {string("old"), std::string("new\0rest", 8), "new", property::Kind::kString},
-        {data("old"), "ab%41%2f", "abA/", property::Kind::kData},
-        {nullptr, std::string("a\0%00b", 6), std::string("a\0\0b", 4), property::Kind::kData},
+        {property::CreateBoolean(false), std::string("\0\0\1", 3), "\1"},
+        {property::CreateBoolean(true), std::string("\0\0", 2), std::string("\0", 1)},
+        {number<std::int32_t>(property::kInt32, 1), "abcd+", "abcd"},
+        {number<std::int64_t>(property::kInt64, 1), "abcdefgh", "abcdefgh"},
+        {number<long>(property::kLong, 1), "abcdefgh", std::string("abcdefgh", sizeof(long))},
+        {number<double>(property::kFloat64, 1), "abcdefgh", "abcdefgh"},
+        {string("old"), std::string("new\0rest", 8), "new"},
+        {data("old"), "ab%41%2f", "abA/"},
+        {nullptr, std::string("a\0%00b%aF%Fa", 12), std::string("a\0\0b\xAF\xFA", 6)},
     };
-    for (const auto& example : cases) {
-        simulated::Entry fresh =
-            simulated::AddEntry(kDeviceTreePlane, simulated::kRoot, {"x", "X"});
-        if (example.before != nullptr) simulated::SetProperty(fresh, "p", example.before);
-        const registry::Object entry = simulated::HandOut(fresh);
-        std::string bytes = example.bytes;
+    const registry::Object entry = simulated::HandOut(cpu_);
+    std::string name;
+    for (const auto& testCase : cases) {
+        name += "p";
+        if (testCase.before != nullptr) {
+            simulated::SetProperty(cpu_, name.c_str(), testCase.before);
+        }
+        std::string bytes = testCase.bytes;
         auto size = static_cast<std::uint32_t>(bytes.size());
-        EXPECT_EQ(DT_SetProperty(&entry, "p", bytes.data(), &size), kDTOk);
+        EXPECT_EQ(DT_SetDeviceProperty("cpu", name.c_str(), bytes.data(), &size), kDTOk);
         char buffer[64];
         size = sizeof buffer;
-        EXPECT_EQ(DT_GetProperty(&entry, "p", buffer, &size), kDTOk);
-        EXPECT_EQ(std::string(buffer, size), example.after);
+        EXPECT_EQ(DT_GetDeviceProperty("IOService:/cpu", name.c_str(), buffer, &size), kDTOk);
+        EXPECT_EQ(std::string(buffer, size), testCase.after);
         std::uint32_t length = 0;
-        EXPECT_EQ(DT_GetPropertyLength(&entry, "p", &length), kDTOk);
+        EXPECT_EQ(DT_GetPropertyLength(&entry, name.c_str(), &length), kDTOk);
         EXPECT_EQ(length, size);
-        property::Value value = nullptr;
-        EXPECT_EQ(DT_ReadProperty(&entry, "p", &value), kDTOk);
-        EXPECT_EQ(property::KindOf(value), example.kind);
-        property::Release(value);
-        registry::ObjectRelease(entry);
     }
+    registry::ObjectRelease(entry);
 }
 
 TEST_F(DeviceTree, RefusesWhatDoesNotConvert) {
+    const property::Value other = simulated::CreateOther();
     const struct {
         property::Value existing;
         std::string bytes;
     } cases[] = {
-        {data(""), "ab%4"},
-        {data(""), "ab%"},
-        {data(""), "%4g"},
-        {data(""), "%%41"},
+        {nullptr, "ab%4"},
+        {nullptr, "ab%"},
+        {nullptr, "%4g"},
+        {nullptr, "%%41"},
         {number<std::int32_t>(property::kInt32, 1), "abc"},
         {string(""), std::string(kDTLongestProperty + 1, 'x')},
-        {simulated::CreateOther(), "abc"},
+        {other, "abc"},
     };
-    for (const auto& example : cases) {
-        std::string bytes = example.bytes;
-        EXPECT_EQ(DT_ConvertValueToCFTypeRef(example.existing, bytes.data(),
+    for (const auto& testCase : cases) {
+        std::string bytes = testCase.bytes;
+        EXPECT_EQ(DT_ConvertValueToCFTypeRef(testCase.existing, bytes.data(),
                                              static_cast<std::uint32_t>(bytes.size())),
                   nullptr);
-        property::Release(example.existing);
+        if (testCase.existing != other) property::Release(testCase.existing);
     }
-    const property::Value other = simulated::CreateOther();
     std::uint8_t buffer[4];
     std::uint32_t size = sizeof buffer;
     EXPECT_EQ(DT_ConvertCFTypeRefToValue(other, buffer, &size), kDTUnknownType);
@@ -139,31 +132,30 @@ TEST_F(DeviceTree, RefusesWhatDoesNotConvert) {
 TEST_F(DeviceTree, TellsHowAPropertyIsMissed) {
     simulated::SetProperty(cpu_, "p", data("12345"));
     const registry::Object entry = simulated::HandOut(cpu_);
-    std::uint8_t buffer[4];
-    std::uint32_t size = sizeof buffer;
+    char buffer[] = "%4";
+    std::uint32_t none = 0;
+    std::uint32_t size = 2;
     EXPECT_EQ(DT_GetProperty(&entry, "p", buffer, &size), kDTBufferTooSmall);
-    EXPECT_EQ(size, 4U);
-    EXPECT_EQ(DT_GetProperty(&entry, "q", buffer, &size), kDTNotFound);
-    EXPECT_EQ(size, 0xFFFFFFFFU);
-    EXPECT_EQ(DT_GetPropertyLength(&entry, "q", &size), kDTNotFound);
-    EXPECT_EQ(DT_DeleteProperty(&entry, "p"), kDTDeleteRefused);
-    EXPECT_EQ(DT_DeleteProperty(&entry, "q"), kDTNotFound);
-    size = 0;
-    EXPECT_EQ(DT_GetProperty(&entry, "p", buffer, &size), kDTBadArgument);
-    EXPECT_EQ(DT_SetProperty(&entry, "p", buffer, &size), kDTBadArgument);
+    EXPECT_EQ(DT_GetProperty(&entry, "p", buffer, &none), kDTBadArgument);
     EXPECT_EQ(DT_GetProperty(nullptr, "p", buffer, &size), kDTBadArgument);
-    char halfEscape[] = "ab%4";
-    size = 4;
-    EXPECT_EQ(DT_SetProperty(&entry, "p", halfEscape, &size), kDTBadArgument);
+    EXPECT_EQ(DT_SetProperty(&entry, "p", buffer, &size), kDTBadArgument) << "half an escape";
+    EXPECT_EQ(DT_SetProperty(&entry, "p", buffer, &none), kDTBadArgument);
     EXPECT_EQ(DT_SetProperty(nullptr, "p", buffer, &size), kDTBadArgument);
     EXPECT_EQ(DT_SetProperty(&entry, nullptr, buffer, &size), kDTBadArgument);
     EXPECT_EQ(DT_SetProperty(&entry, "p", nullptr, &size), kDTBadArgument);
     EXPECT_EQ(DT_SetProperty(&entry, "p", buffer, nullptr), kDTBadArgument);
+    EXPECT_EQ(size, 2U);
+    EXPECT_EQ(DT_DeleteDeviceProperty("cpu", "p"), kDTDeleteRefused);
+    EXPECT_EQ(DT_DeleteProperty(&entry, "q"), kDTNotFound);
     EXPECT_EQ(DT_GetPropertyLength(&entry, "p", &size), kDTOk);
     EXPECT_EQ(size, 5U) << "a refused value was set";
-    size = 2;
+    EXPECT_EQ(DT_GetPropertyLength(&entry, "q", &size), kDTNotFound);
+    size = 1;
+    EXPECT_EQ(DT_GetProperty(&entry, "q", buffer, &size), kDTNotFound);
+    EXPECT_EQ(size, kDTAbsent);
+    size = 1;
     simulated::FailCall(Call::kSetProperty, -9);
-    EXPECT_EQ(DT_SetProperty(&entry, "p", buffer, &size), -9);
+    EXPECT_EQ(DT_SetProperty(&entry, "p", &none, &size), -9);
     registry::ObjectRelease(entry);
 }
 
@@ -184,10 +176,10 @@ TEST_F(DeviceTree, FindsByPathNameAndCompatibility) {
                  {"one", 0, cpus_},
                  {"unended", 3, 0},
                  {"wo", 0, cpus_}};
-    for (const auto& example : cases) {
+    for (const auto& testCase : cases) {
         registry::Object entry = 99;
-        EXPECT_EQ(DT_FindDeviceID(example.spec, &entry), example.result) << example.spec;
-        EXPECT_EQ(entry, example.result == 0 ? example.entry + 1 : 0) << example.spec;
+        EXPECT_EQ(DT_FindDeviceID(testCase.spec, &entry), testCase.result) << testCase.spec;
+        EXPECT_EQ(entry, testCase.result == 0 ? testCase.entry + 1 : 0) << testCase.spec;
         if (entry != 0) registry::ObjectRelease(entry);
     }
     registry::Object entry = 99;
@@ -220,6 +212,12 @@ TEST_F(DeviceTree, CountsAllMatchesAndStoresSome) {
         const auto entry = simulated::AddEntry(kDeviceTreePlane, cpus_, {"n", "N"});
         simulated::SetProperty(entry, "p", data(index < 3 ? "abc" : "abd"));
     }
+    const std::string large(3 * kDTLongestProperty, 'x');  // than any buffer of the library's own
+    simulated::SetProperty(cpus_, "large-data", data(large));
+    simulated::SetProperty(cpus_, "large-text", string(large));
+    simulated::SetProperty(cpus_, "text", string("abc"));
+    simulated::SetProperty(cpus_, "empty", data(""));
+    simulated::SetProperty(cpus_, "other", simulated::CreateOther());
     const std::string longPlane(63, 'p');
     simulated::AddEntry(longPlane.c_str(), simulated::kRoot, {"n", "N"});
     const std::string longName(127, 'n');
@@ -232,48 +230,35 @@ TEST_F(DeviceTree, CountsAllMatchesAndStoresSome) {
                  {"IODeviceTree:p", "abcd", 0, 3},
                  {"p", "xyz", 0, 0},
                  {"q", nullptr, 0, 0},
+                 {"large-data", nullptr, 0, 1},
+                 {"large-data", large.c_str(), 0, 1},
+                 {"large-text", nullptr, 0, 1},
+                 {"large-text", large.c_str(), 2, 0},
+                 {"text", "abcd", 0, 1},
+                 {"text", "abd", 0, 0},
+                 {"empty", "x", 0, 1},
+                 {"other", nullptr, kDTUnknownType, 1},
                  {longName, nullptr, 0, 0},
                  {longName + "n", nullptr, 2, 0},
                  {longPlane + ":" + longName, nullptr, 0, 0},
                  {longPlane + "p:p", nullptr, 2, 0}};
     for (const bool restarts : {false, true}) {
-        for (const auto& example : cases) {
+        for (const auto& testCase : cases) {
             if (restarts) simulated::InvalidateIterator(3);
             registry::Object entries[2] = {};
             std::uint32_t count = 0;
             EXPECT_EQ(
-                DT_FindDevicesWithProp(example.spec.c_str(), example.value, entries, 2, &count),
-                example.result);
-            EXPECT_EQ(count, example.count) << example.spec;
-            EXPECT_EQ(simulated::LiveObjects(), std::min(example.count, 2U));
+                DT_FindDevicesWithProp(testCase.spec.c_str(), testCase.value, entries, 2, &count),
+                testCase.result);
+            EXPECT_EQ(count, testCase.count) << testCase.spec;
+            EXPECT_EQ(simulated::LiveObjects(), std::min(testCase.count, 2U));
             for (const registry::Object entry : entries) {
                 if (entry != 0) registry::ObjectRelease(entry);
             }
         }
     }
-    // Larger than any buffer of the library's own.
-    const std::string large(3 * kDTLongestProperty, 'x');
-    simulated::SetProperty(cpus_, "large", data(large));
     registry::Object entry = 0;
     std::uint32_t count = 0;
-    for (const char* value : {static_cast<const char*>(nullptr), large.c_str()}) {
-        EXPECT_EQ(DT_FindDevicesWithProp("large", value, &entry, 1, &count), kDTOk);
-        EXPECT_EQ(count, 1U);
-        registry::ObjectRelease(entry);
-    }
     EXPECT_EQ(DT_FindDevicesWithProp("p", nullptr, &entry, 0, &count), kDTBadArgument);
     EXPECT_EQ(DT_FindDevicesWithProp(nullptr, nullptr, &entry, 1, &count), kDTBadArgument);
-}
-
-TEST_F(DeviceTree, WorksThroughADevicesName) {
-    simulated::SetProperty(cpu_, "p", data("old"));
-    char bytes[] = "new";
-    std::uint32_t size = 3;
-    EXPECT_EQ(DT_SetDeviceProperty("cpu", "p", bytes, &size), kDTOk);
-    char buffer[8];
-    size = sizeof buffer;
-    EXPECT_EQ(DT_GetDeviceProperty("IOService:/cpu", "p", buffer, &size), kDTOk);
-    EXPECT_EQ(std::string(buffer, size), "new");
-    EXPECT_EQ(DT_DeleteDeviceProperty("cpu", "p"), kDTDeleteRefused);
-    EXPECT_EQ(DT_GetDeviceProperty("nobody", "p", buffer, &size), kDTNotFound);
 }

@@ -14,7 +14,7 @@
 
 // A pty of which the test holds both ends, so that the line stays as it is between its users.
 struct HeldPty {
-    int master = -1;  // -1: hung up
+    int master = -1;
     int slave = -1;
     std::string path;
 
@@ -28,16 +28,12 @@ struct HeldPty {
         tcsetattr(slave, TCSANOW, &settings);
     }
     ~HeldPty() {
-        hangUp();
+        close(master);
         close(slave);
     }
     HeldPty(const HeldPty&) = delete;
     HeldPty& operator=(const HeldPty&) = delete;
 
-    void hangUp() {
-        if (master != -1) close(master);
-        master = -1;
-    }
     // The end that is held also holds the last user's exclusive use.
     void endExclusiveUse() const { ioctl(slave, TIOCNXCL); }
 };

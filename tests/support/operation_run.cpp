@@ -1,31 +1,52 @@
 #include "tests/support/operation_run.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <thread>
 
 #include "discovery/module_table.h"
 #include "tests/support/fake_host.h"
 
-OperationRun runOperation(std::uint32_t productId, ScriptedDevice::Script script,
-                          const std::function<int(const char* tty)>& operation) {
-    gHost = {};
-    gCardModel = productId;
-    ScriptedDevice device(std::move(script));
-    OperationRun run;
-    run.output = printed([&] { run.result = operation(device.path().c_str()); });
-    EXPECT_EQ(openPorts(), 0) << "a port was left open";
-    for (const char byte : device.wire()) {
-        if (byte == '\n') {
-            run.wire += ' ';
-        } else if (byte != '\r') {
-            run.wire += byte;
+// Stands behind everything that the tool has sent: no command has it.
+static constexpr char kEndOfScript = '\4';
+
+// Returns the command lines received, with a blank between them.
+static std::string play(int master, const Script& script) {
+    std::string wire;
+    std::string line;
+    for (char byte = 0; read(master, &byte, 1) == 1 && byte != kEndOfScript;) {
+        if (byte != '\r' && byte != '\n') {
+            line += byte;
+        } else if (!line.empty()) {
+            wire += (wire.empty() ? "" : " ") + line;
+            const std::string reply = script(line);
+            if (write(master, reply.data(), reply.size()) == -1) abort();
+            line.clear();
         }
     }
-    if (!run.wire.empty()) run.wire.pop_back();
+    return wire;
+}
+
+OperationRun runOperation(std::uint32_t productId, const Script& script,
+                          const std::function<int(const char* tty)>& operation) {
+    const HeldPty pty;
+    gHost = {};
+    gHost.held = {&pty};
+    gCardModel = productId;
+    OperationRun run;
+    std::thread device([&] { run.wire = play(pty.master, script); });
+    run.output = printed([&] { run.result = operation(pty.path.c_str()); });
+    EXPECT_EQ(openPorts(), 0) << "a port was left open";
+    if (write(pty.slave, &kEndOfScript, 1) == -1) abort();
+    device.join();
+    gHost.held.clear();
     run.pauses = gHost.pauses;
     return run;
 }
 
-ScriptedDevice::Script answering(std::vector<std::pair<std::string, std::string>> answers) {
+Script answering(std::vector<std::pair<std::string, std::string>> answers) {
     return [answers = std::move(answers)](const std::string& command) {
         std::string reply = command + "\r\r\n";
         std::string text;

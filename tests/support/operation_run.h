@@ -6,22 +6,23 @@
 #include <utility>
 #include <vector>
 
-#include "tests/support/scripted_device.h"
-
 // One operation against one scripted module: what went over the wire, what was printed, how long
 // the tool meant to pause.
 struct OperationRun {
     int result = -1;
     std::string output;
-    std::string wire;  // commands parted by a blank, their line ends taken off
+    std::string wire;  // the command lines received, with a blank between them
     std::vector<std::uint32_t> pauses;
 };
 
+// What a device answers, in one write, to a command line, given without its line ends.
+using Script = std::function<std::string(const std::string& command)>;
+
 // Serves `operation` with gCardModel set to `productId` and the tty of a device that plays
 // `script`.
-OperationRun runOperation(std::uint32_t productId, ScriptedDevice::Script script,
+OperationRun runOperation(std::uint32_t productId, const Script& script,
                           const std::function<int(const char* tty)>& operation);
 
 // A script that answers every command as a module does: echo, then the text of the last of
 // `answers` whose first part the command begins with, then "OK".
-ScriptedDevice::Script answering(std::vector<std::pair<std::string, std::string>> answers);
+Script answering(std::vector<std::pair<std::string, std::string>> answers);

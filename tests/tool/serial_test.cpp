@@ -40,13 +40,6 @@ class Pty : public testing::Test {
     char message[kMessageSize] = {};
 };
 
-bool sameSettings(const termios& left, const termios& right) {
-    return left.c_iflag == right.c_iflag && left.c_oflag == right.c_oflag &&
-           left.c_cflag == right.c_cflag && left.c_lflag == right.c_lflag &&
-           memcmp(left.c_cc, right.c_cc, sizeof left.c_cc) == 0 &&
-           cfgetospeed(&left) == cfgetospeed(&right);
-}
-
 }  // namespace
 
 // A wrong flag garbles replies on a real line long before anybody suspects the settings.
@@ -85,7 +78,8 @@ TEST_F(Pty, OpensWithItsProfileAndRestores) {
         EXPECT_EQ(exclusive, 1);
 #endif
         EXPECT_EQ(CloseSerialPort(fd, message), kSerialOk);
-        EXPECT_TRUE(sameSettings(settings(), before));
+        const termios after = settings();
+        EXPECT_EQ(memcmp(&after, &before, sizeof after), 0) << "settings are not restored";
         EXPECT_EQ(openPorts(), 0);
         EXPECT_STREQ(message, "");
     }
