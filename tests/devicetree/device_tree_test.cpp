@@ -38,9 +38,8 @@ class DeviceTree : public testing::Test {
             simulated::AddEntry(kDeviceTreePlane, simulated::kRoot, {"device-tree", "Expert"});
         cpus_ = simulated::AddEntry(kDeviceTreePlane, tree, {"cpus", "IOPlatformDevice"});
         cpu_ = simulated::AddEntry(kDeviceTreePlane, cpus_, {"cpu", "IOPlatformDevice", "1", 77});
-        const auto board =
-            simulated::AddEntry(kServicePlane, simulated::kRoot, {"board", "Expert"});
-        simulated::AddEntry(kServicePlane, board, {"cpu", "IOPlatformDevice", "1", 77});
+        board_ = simulated::AddEntry(kServicePlane, simulated::kRoot, {"x:board", "Expert"});
+        simulated::AddEntry(kServicePlane, board_, {"cpu", "IOPlatformDevice", "1", 77});
         simulated::AddEntry("IOUSB", simulated::kRoot, {"hub", "IOUSBDevice"});
     }
     void TearDown() override {
@@ -53,12 +52,14 @@ class DeviceTree : public testing::Test {
     std::size_t values_ = 0;
     simulated::Entry cpus_ = 0;
     simulated::Entry cpu_ = 0;
+    simulated::Entry board_ = 0;
 };
 
 }  // namespace
 
 // Read, set, read: what is written must be what the next reader gets, in the property's own type.
 TEST_F(DeviceTree, RoundTripsEveryTypeAndWidth) {
+    const std::string longest(kDTLongestProperty, 'x');
     const struct {
         property::Value before;
         std::string bytes;
@@ -71,6 +72,7 @@ TEST_F(DeviceTree, RoundTripsEveryTypeAndWidth) {
         {number<long>(property::kLong, 1), "abcdefgh", std::string("abcdefgh", sizeof(long))},
         {number<double>(property::kFloat64, 1), "abcdefgh", "abcdefgh"},
         {string("old"), std::string("new\0rest", 8), "new"},
+        {string("old"), longest, longest},
         {data("old"), "ab%41%2f", "abA/"},
         {nullptr, std::string("a\0%00b%aF%Fa", 12), std::string("a\0\0b\xAF\xFA", 6)},
     };
@@ -81,13 +83,15 @@ TEST_F(DeviceTree, RoundTripsEveryTypeAndWidth) {
         if (testCase.before != nullptr) {
             simulated::SetProperty(cpu_, name.c_str(), testCase.before);
         }
-        std::string bytes = testCase.bytes;
+        // Without a byte to spare, so that the address sanitizer notices one too many.
+        std::vector<char> bytes(testCase.bytes.begin(), testCase.bytes.end());
         auto size = static_cast<std::uint32_t>(bytes.size());
         EXPECT_EQ(DT_SetDeviceProperty("cpu", name.c_str(), bytes.data(), &size), kDTOk);
-        char buffer[64];
-        size = sizeof buffer;
-        EXPECT_EQ(DT_GetDeviceProperty("IOService:/cpu", name.c_str(), buffer, &size), kDTOk);
-        EXPECT_EQ(std::string(buffer, size), testCase.after);
+        std::vector<char> buffer(testCase.after.size());
+        size = static_cast<std::uint32_t>(buffer.size());
+        EXPECT_EQ(DT_GetDeviceProperty("IOService:/cpu", name.c_str(), buffer.data(), &size),
+                  kDTOk);
+        EXPECT_EQ(std::string(buffer.begin(), buffer.end()), testCase.after);
         std::uint32_t length = 0;
         EXPECT_EQ(DT_GetPropertyLength(&entry, name.c_str(), &length), kDTOk);
         EXPECT_EQ(length, size);
@@ -107,10 +111,11 @@ TEST_F(DeviceTree, RefusesWhatDoesNotConvert) {
         {nullptr, "%%41"},
         {number<std::int32_t>(property::kInt32, 1), "abc"},
         {string(""), std::string(kDTLongestProperty + 1, 'x')},
+        {string(""), "caf\xE9"},
         {other, "abc"},
     };
     for (const auto& testCase : cases) {
-        std::string bytes = testCase.bytes;
+        std::vector<char> bytes(testCase.bytes.begin(), testCase.bytes.end());
         EXPECT_EQ(DT_ConvertValueToCFTypeRef(testCase.existing, bytes.data(),
                                              static_cast<std::uint32_t>(bytes.size())),
                   nullptr);
@@ -132,7 +137,7 @@ TEST_F(DeviceTree, RefusesWhatDoesNotConvert) {
 TEST_F(DeviceTree, TellsHowAPropertyIsMissed) {
     simulated::SetProperty(cpu_, "p", data("12345"));
     const registry::Object entry = simulated::HandOut(cpu_);
-    char buffer[] = "%4";
+    char buffer[] = "%41";
     std::uint32_t none = 0;
     std::uint32_t size = 2;
     EXPECT_EQ(DT_GetProperty(&entry, "p", buffer, &size), kDTBufferTooSmall);
@@ -153,6 +158,10 @@ TEST_F(DeviceTree, TellsHowAPropertyIsMissed) {
     size = 1;
     EXPECT_EQ(DT_GetProperty(&entry, "q", buffer, &size), kDTNotFound);
     EXPECT_EQ(size, kDTAbsent);
+    simulated::SetProperty(cpu_, "wide", string("a\xE4\xB8\x96"));
+    size = 2;
+    EXPECT_EQ(DT_GetProperty(&entry, "wide", buffer, &size), kDTOk);
+    EXPECT_EQ(buffer[1], '\0') << "stands for what is not in Mac Roman";
     size = 1;
     simulated::FailCall(Call::kSetProperty, -9);
     EXPECT_EQ(DT_SetProperty(&entry, "p", &none, &size), -9);
@@ -171,6 +180,7 @@ TEST_F(DeviceTree, FindsByPathNameAndCompatibility) {
                  {"IOService:/cpu@1", 0, cpu_},
                  {"NoPlane:/cpus", 3, 0},
                  {"cpu", 0, cpu_},
+                 {"x:board", 0, board_},
                  {"hub", 3, 0},
                  {"two", 0, cpus_},
                  {"one", 0, cpus_},

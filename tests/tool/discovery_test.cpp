@@ -97,7 +97,7 @@ TEST(Identify, CutsALongPathAndTakesOddValuesAsTheyAre) {
     simulated::ClearRegistry();
     addPort("/dev/cu.wwanCMD-of-a-very-long-name");
     add(kPort, "IOCalloutDevice", number(7));
-    add(kSupport, "idProduct", text("33330 and more"));
+    add(kSupport, "idProduct", text("033330 and more"));
     printed([] { EXPECT_EQ(IdentifyWWANModule(), kDiscoveryOk); });
     EXPECT_EQ(gTotalWWANDevices, 1);
     EXPECT_STREQ(gWWANDevice[0].path, "/dev/cu.wwanCMD-of-");
@@ -161,6 +161,7 @@ TEST(BSDPath, KeepsAnAbsentPropertysTextAndStopsAtOneWithoutText) {
     addPort("/dev/cu.wwanCMD19");
     add(kPort, "", nullptr);
     add(kPort, "IOTTYDevice", number(7));
+    addPort("/dev/cu.wwanCMD29");
     char path[] = "x";
     const std::string output =
         printed([&] { EXPECT_EQ(GetWWanBSDPath("CMD19", path), kDeviceLookupFailed); });

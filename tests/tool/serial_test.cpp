@@ -1,9 +1,11 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/ioctl.h>
+#include <sys/resource.h>
 #include <termios.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <cstring>
 #include <string>
 
@@ -44,7 +46,9 @@ class Pty : public testing::Test {
 
 // A wrong flag garbles replies on a real line long before anybody suspects the settings.
 TEST_F(Pty, OpensWithItsProfileAndRestores) {
-    const termios before = settings();
+    termios before = settings();
+    before.c_iflag |= IXOFF;  // which is not among what raw means
+    tcsetattr(pty.slave, TCSANOW, &before);
     const struct {
         const SerialProfile& profile;
         tcflag_t output;  // flags, without OPOST's own
@@ -118,6 +122,20 @@ TEST_F(Pty, WritesOneFrameOrNothing) {
     CloseSerialPort(fd, message);
 }
 
+TEST(Write, ThatTakesAPartHasFailed) {
+    FILE* const file = tmpfile();
+    rlimit before = {};
+    getrlimit(RLIMIT_FSIZE, &before);
+    const rlimit threeBytes = {3, before.rlim_max};
+    char message[kMessageSize] = {};
+    setrlimit(RLIMIT_FSIZE, &threeBytes);
+    const int result = writeSerialPort(fileno(file), "AT", message);
+    setrlimit(RLIMIT_FSIZE, &before);
+    EXPECT_EQ(result, kWriteFailed);
+    EXPECT_STREQ(message, "writeSerialPort: Error writing to serial port - returned 3, expected 4");
+    fclose(file);
+}
+
 // What is on the wire, and what a reply buffer of `size` bytes holds afterwards: an "x" stands for
 // a byte that was left alone.
 TEST_F(Pty, ReadsOneReply) {
@@ -148,6 +166,36 @@ TEST_F(Pty, ReadsOneReply) {
         tcflush(fd, TCIFLUSH);
         CloseSerialPort(fd, message);
     }
+}
+
+TEST_F(Pty, ExchangesACommandForItsReply) {
+    const std::string mismatch = "writeAndReadSerialPort: Comparison Failed - returned '";
+    const std::string longest(254, 'x');
+    const struct {
+        std::string reply;
+        int result;
+        std::string message;
+    } cases[] = {
+        {"AT\r\r\nOK\r\n", kSerialOk, ""},
+        {"ERROR\r\n", kReplyMismatch, mismatch + "ERROR', expected 'OK'"},
+        {longest + "\r\n", kReplyMismatch, (mismatch + longest).substr(0, kMessageSize - 1)},
+        {longest + "x\r\n", kReplyTooLong, "readSerialPort: Error buffer full [0]"},
+    };
+    for (const auto& testCase : cases) {
+        openPort();
+        gHost.atPause = [&] {
+            EXPECT_EQ(heard(), "AT\r\r\n");
+            EXPECT_NE(write(pty.master, testCase.reply.data(), testCase.reply.size()), -1);
+        };
+        message[0] = '\0';
+        EXPECT_EQ(writeAndReadSerialPort(fd, "AT\r", "OK", message), testCase.result);
+        EXPECT_EQ(message, testCase.message);
+        tcflush(fd, TCIFLUSH);
+        CloseSerialPort(fd, message);
+    }
+    gHost.pauses.clear();
+    EXPECT_EQ(writeAndReadSerialPort(-1, "AT\r", "OK", message), kInvalidDescriptor);
+    EXPECT_TRUE(gHost.pauses.empty());
 }
 
 // As strtok would pick it: delimiters side by side are one.

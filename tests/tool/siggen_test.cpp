@@ -1,6 +1,7 @@
 #include "siggen/signal_generator.h"
 
 #include <gtest/gtest.h>
+#include <termios.h>
 
 #include <string>
 #include <vector>
@@ -14,6 +15,12 @@ const std::string kList = "/usr/sbin/kextstat | grep \"KeyspanUSAdriver\" > /dev
 const std::string kDriver = " \"/Brek/Runtime_Files/Kexts/KeyspanUSAdriver.kext\" >> ";
 const std::string kLoad = "/sbin/kextload" + kDriver + "/tmp/kextload.log 2>&1";
 const std::string kUnload = "/sbin/kextunload" + kDriver + "/tmp/kextunload.log 2>&1";
+
+// What a buffer holds that nobody has cleared.
+[[gnu::noinline]] void dirtyStack() {
+    volatile char bytes[1 << 14];
+    for (volatile char& byte : bytes) byte = 'x';
+}
 
 // Runs the operation with the adapter's node in place whenever its driver is loaded.
 OperationRun run(std::int32_t (*operation)(), bool loaded, const std::function<void()>& fault) {
@@ -29,6 +36,7 @@ OperationRun run(std::int32_t (*operation)(), bool loaded, const std::function<v
             return 0;
         };
         fault();
+        dirtyStack();
         return operation();
     });
 }
@@ -45,7 +53,11 @@ std::function<void()> breakingAfter(const std::string& text) {
 }  // namespace
 
 TEST(Generator, IsIdentifiedByADriverLoadedForIt) {
-    const OperationRun outcome = run(VerifySignalGeneratorConnection, false, [] {});
+    termios settings = {};
+    const OperationRun outcome = run(VerifySignalGeneratorConnection, false, [&] {
+        gHost.atPause = [&] { tcgetattr(gHost.opened.back(), &settings); };
+    });
+    EXPECT_EQ(settings.c_cc[VTIME], 10) << "not the generator's profile";
     EXPECT_EQ(outcome.result, 0);
     EXPECT_EQ(outcome.output, "Device Identification = Maker,Model,1,2\n");
     EXPECT_EQ(outcome.wire, "*RST *IDN?");
