@@ -26,8 +26,7 @@ static void addModule(const std::string& word) {
     for (const char* className : {"IOSerialBSDClient", "OrvelWWANSupport"}) {
         const auto entry =
             simulated::AddEntry(registry::kServicePlane, simulated::kRoot, {"entry", className});
-        simulated::SetProperty(entry, "IOCalloutDevice",
-                               property::CreateString(parts[0].c_str(), property::kMacRoman));
+        simulated::SetProperty(entry, "IOCalloutDevice", simulated::CreateText(parts[0]));
         simulated::SetProperty(entry, "idProduct", property::CreateNumber(property::kInt32, &id));
     }
 }
