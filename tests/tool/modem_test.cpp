@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <termios.h>
 
 #include <string>
 
@@ -117,10 +118,15 @@ TEST(Number, IsTakenAsStationsKnowIt) {
 // The report of a second try would be a second failure to a script.
 TEST(Session, ReportsAFailedCloseOnce) {
     Text text = {};
+    termios settings = {};
     const OperationRun run = runOperation(0x8231, answering({}), [&](const char* tty) {
-        gHost.atPause = [] { breakLine("P: 7\r\n"); };
+        gHost.atPause = [&] {
+            tcgetattr(gHost.opened.back(), &settings);
+            breakLine("P: 7\r\n");
+        };
         return getValue(tty, text);
     });
+    EXPECT_EQ(settings.c_cc[VTIME], 1) << "not the module's profile";
     EXPECT_EQ(run.result, 2);
     EXPECT_STREQ(text, " 7");
     EXPECT_EQ(run.output,

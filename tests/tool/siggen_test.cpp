@@ -41,10 +41,6 @@ OperationRun run(std::int32_t (*operation)(), bool loaded, const std::function<v
     });
 }
 
-std::int32_t enable() {
-    return EnableSignalGenerator(1960.0F, -50);
-}
-
 // When the identification is waited for, the line gives `text` and is gone.
 std::function<void()> breakingAfter(const std::string& text) {
     return [text] { gHost.atPause = [text] { breakLine(text); }; };
@@ -81,7 +77,7 @@ TEST(Generator, ThatFailsLeavesNoDriver) {
         {DisableSignalGenerator, [] { gHost.node = "/nowhere"; }, 5,
          "DisableSignalGenerator: code= 1, msg= OpenSerialPort: Error opening serial port "
          "/dev/tty.KeySerial1\n\n"},
-        {enable, takesNothing, 5,
+        {[] { return EnableSignalGenerator(1960.0F, -50); }, takesNothing, 5,
          "EnableSignalGenerator: error while issue command *RST " + notWritten + "6\n"},
         {DisableSignalGenerator, takesNothing, 5,
          "DisableSignalGenerator: error while issue command OUTPut1:STATe OFF " + notWritten +
