@@ -8,7 +8,7 @@
 #include <type_traits>
 #include <utility>
 
-#include "station/fault.h"
+#include "station/text.h"
 
 namespace station {
 namespace {
@@ -18,6 +18,8 @@ constexpr std::chrono::milliseconds kSwitching{200};
 
 constexpr int kPlaces = 250;  // in the phonebook
 constexpr int kLargest = 100000000;
+constexpr int kNoBand = 0;
+constexpr std::string_view kPassword = "\"K482\"";
 constexpr std::string_view kError = "ERROR";
 
 // Who takes a command.
@@ -41,25 +43,17 @@ struct Numbers {
 };
 
 struct SimAnswers {
-    int code;  // of "+CME ERROR"
     std::string_view numeric, verbose;
     std::string_view service;  // the last field of ^SYSINFO
 };
 
 // In the order of SimState.
 constexpr SimAnswers kSim[] = {
-    {0, "", "", "1"},
-    {10, "+CME ERROR: 10", "+CME ERROR: SIM not inserted", "255"},
-    {11, "+CME ERROR: 11", "+CME ERROR: SIM PIN required", "1"},
-    {13, "+CME ERROR: 13", "+CME ERROR: SIM failure", "0"},
+    {"", "", "1"},
+    {"+CME ERROR: 10", "+CME ERROR: SIM not inserted", "255"},
+    {"+CME ERROR: 11", "+CME ERROR: SIM PIN required", "1"},
+    {"+CME ERROR: 13", "+CME ERROR: SIM failure", "0"},
 };
-
-template <typename... Values>
-std::string format(const char* pattern, Values... values) {
-    char text[64];
-    std::snprintf(text, sizeof text, pattern, values...);
-    return text;
-}
 
 // The integers of "1,2,3"; none when a part is no integer.
 std::vector<int> integers(std::string_view text) {
@@ -77,20 +71,106 @@ std::vector<int> integers(std::string_view text) {
     }
 }
 
-// What a command that does no more than that runs: sets a member, to a value or to its number.
-template <auto member, auto value, class Call>
-bool put(Module& module, Call&) {
-    module.*member = value;
-    return true;
-}
-template <auto member, class Call>
-bool take(Module& module, Call& call) {
-    using Value = std::remove_reference_t<decltype(module.*member)>;
-    module.*member = static_cast<Value>(call.numbers[0]);
-    return true;
-}
-
 }  // namespace
+
+// What commands do besides answering. False makes the answer an ERROR.
+struct Module::Does {
+    // Sets a member, to a value or to the command's number.
+    template <auto member, auto value>
+    static bool put(Module& module, Call&) {
+        module.*member = value;
+        return true;
+    }
+    template <auto member>
+    static bool take(Module& module, Call& call) {
+        using Value = std::remove_reference_t<decltype(module.*member)>;
+        module.*member = static_cast<Value>(call.numbers[0]);
+        return true;
+    }
+    static bool restoreProfile(Module& module, Call&) {
+        module.restoreProfile();
+        return true;
+    }
+    static bool tuneToCdma(Module& module, Call& call) {
+        const int band = call.numbers[1];
+        return !isBandCode(band) && module.tune(band, call.numbers[0]);
+    }
+    template <int receiver>
+    static bool usesReceiver(Module& module, Call&) {
+        return module.receiver_ == receiver;
+    }
+    static bool switchRadio(Module& module, Call& call) {
+        call.delay = kSwitching;
+        return take<&Module::radioOn_>(module, call);
+    }
+    static bool openDiagnostics(Module& module, Call& call) {
+        module.diagnostics_ = module.diagnostics_ || call.arguments == kPassword;
+        return call.arguments == kPassword;
+    }
+    static bool enterTestMode(Module& module, Call&) {
+        module.testMode_ = true;
+        module.band_ = kNoBand;
+        module.channel_.reset();
+        return true;
+    }
+    static bool selectBand(Module& module, Call& call) {
+        return isBandCode(call.numbers[0]) && take<&Module::band_>(module, call);
+    }
+    // Without a band there is nothing to check a channel against.
+    static bool selectChannel(Module& module, Call& call) {
+        if (module.band_ != kNoBand) return module.tune(module.band_, call.numbers[0]);
+        return take<&Module::channelNumber_>(module, call);
+    }
+    template <Radio radio>
+    static bool measure(Module& module, Call& call) {
+        module.receiver_ = radio == Radio::kWcdma ? call.numbers[2] + 1 : 1;
+        return module.channel_ && module.channel_->radio == radio &&
+               module.channelNumber_ == call.numbers[0];
+    }
+    static bool transmit(Module& module, Call&) {
+        module.transmitting_ = module.channel_.has_value();
+        return module.transmitting_;
+    }
+    static bool setGain(Module& module, Call& call) {
+        module.transmitPower_ = format("%d AGC", call.numbers[0]);
+        return true;
+    }
+    static bool setPower(Module& module, Call& call) {
+        module.transmitPower_ = format("%d/100 dB", call.numbers[0]);
+        return true;
+    }
+    // Takes FIRST or FIRST,LAST.
+    static bool readPhonebook(Module& module, Call& call) {
+        if (call.numbers.empty() || call.numbers.size() > 2) return false;
+        const int first = call.numbers.front();
+        const int last = call.numbers.back();
+        if (first < 1 || last < first || last > kPlaces) return false;
+        for (const auto& [place, entry] : module.phonebook_) {
+            if (place < first || place > last) continue;
+            call.text += (call.text.empty() ? "" : "\r\n") + format("+CPBR: %d,\"", place) +
+                         entry.number + format("\",%d,\"", entry.type) + entry.text + "\"";
+        }
+        return true;
+    }
+    // Takes PLACE,"NUMBER",TYPE,"TEXT"; without a number, or with an empty one, the place is
+    // cleared.
+    static bool writePhonebook(Module& module, Call& call) {
+        int place = 0;
+        int type = 129;
+        char number[64] = "";
+        char text[64] = "";
+        const std::string copy(call.arguments);
+        const bool full = std::sscanf(copy.c_str(), "%9d,\"%63[^\"]\",%9d,\"%63[^\"]\"", &place,
+                                      number, &type, text) >= 3;
+        const bool blank = std::sscanf(copy.c_str(), "%9d,\"\",%9d,\"", &place, &type) == 2 ||
+                           call.numbers.size() == 1;
+        if ((!full && !blank) || place < 1 || place > kPlaces) return false;
+        if (module.spec_.phonebookStuck) return true;
+        module.phonebook_.erase(place);
+        if (full) module.phonebook_.emplace(place, PhonebookEntry{number, type, text});
+        return true;
+    }
+};
 
 // A command as it stands behind AT; one that ends in = or a comma is followed by arguments. A basic
 // command, such as E1, stands here as E=1. Its answer holds {names} of values, and is given if
@@ -114,30 +194,13 @@ const Module::Command Module::kCommands[] = {
      "Band: {band}\r\nChannel: {channel}\r\nPower mode: Awake\r\nTemperature: {temperature0} C\r\n"
      "System: Idle"},
     {kEvdo, "!OEM=176"},
-    {kEvdo, "!DIAG", "", {}, put<&Module::asleep_, false>},
-    {kEvdo, "!RX=1", "", {}, put<&Module::receiver_, 1>},
-    {kEvdo, "!RX2=1", "", {}, put<&Module::receiver_, 2>},
+    {kEvdo, "!DIAG", "", {}, Does::put<&Module::asleep_, false>},
+    {kEvdo, "!RX=1", "", {}, Does::put<&Module::receiver_, 1>},
+    {kEvdo, "!RX2=1", "", {}, Does::put<&Module::receiver_, 2>},
     {kEvdo, "!CHAN?", "Channel = {channel}"},
-    {kEvdo,
-     "!CHAN=",
-     "",
-     {2},
-     [](Module& module, Call& call) {
-         const int number = call.numbers[0];
-         if (!module.selectChannel(cdmaChannel(call.numbers[1], number), number)) return false;
-         module.bandCode_ = call.numbers[1];
-         return true;
-     }},
-    {kEvdo,
-     "!RXAGC?",
-     "RX AGC = {level} dBm",
-     {},
-     [](Module& module, Call&) { return module.receiver_ == 1; }},
-    {kEvdo,
-     "!RX2AGC?",
-     "RX2 AGC = {level} dBm",
-     {},
-     [](Module& module, Call&) { return module.receiver_ == 2; }},
+    {kEvdo, "!CHAN=", "", {2}, Does::tuneToCdma},
+    {kEvdo, "!RXAGC?", "RX AGC = {level} dBm", {}, Does::usesReceiver<1>},
+    {kEvdo, "!RX2AGC?", "RX2 AGC = {level} dBm", {}, Does::usesReceiver<2>},
 
     {kHspa, "+GSN", "{id}"},
     {kHspa, "+CGSN", "{id}"},
@@ -152,15 +215,7 @@ const Module::Command Module::kCommands[] = {
     {kHspa, "!DTEMP? 0", "{temperature0}"},
     {kHspa, "!DTEMP? 1", "{temperature1}"},
     {kHspa, "+CFUN?", "+CFUN: {function}"},
-    {kHspa,
-     "+CFUN=",
-     "",
-     {1, 1},
-     [](Module& module, Call& call) {
-         module.radioOn_ = call.numbers[0] == 1;
-         call.delay = kSwitching;
-         return true;
-     }},
+    {kHspa, "+CFUN=", "", {1, 1}, Does::switchRadio},
 
     {kCard, "+CPIN?", "+CPIN: {pin}"},
     {kOpenCard, "+CIMI", "001010000000001"},
@@ -168,105 +223,25 @@ const Module::Command Module::kCommands[] = {
     {kHspa, "+CPBS?", "+CPBS: \"SM\",{entries},{places}"},
     {kHspa, "+CPBS=\"SM\""},
     {kHspa, "+CPBR=?", "+CPBR: (1-{places}),63,63"},
-    {kOpenCard,
-     "+CPBR=",
-     "",
-     {},
-     [](Module& module, Call& call) { return module.readPhonebook(&call); }},
+    {kOpenCard, "+CPBR=", "", {}, Does::readPhonebook},
     {kHspa, "+CPBW=?", "+CPBW: (1-{places}),63,(129,145),63"},
-    {kOpenCard,
-     "+CPBW=",
-     "",
-     {},
-     [](Module& module, Call& call) { return module.writePhonebook(call); }},
+    {kOpenCard, "+CPBW=", "", {}, Does::writePhonebook},
 
-    {kHspa,
-     "!ENTERCND=",
-     "",
-     {},
-     [](Module& module, Call& call) {
-         if (call.arguments == "\"K482\"") module.diagnostics_ = true;
-         return call.arguments == "\"K482\"";
-     }},
-    {kDiagnostics,
-     "!DAFTMACT",
-     "",
-     {},
-     [](Module& module, Call&) {
-         module.testMode_ = true;
-         module.band_.reset();
-         module.channel_.reset();
-         module.bandCode_ = 0;
-         return true;
-     }},
-    {kTestMode,
-     "!DASBAND=",
-     "",
-     {1},
-     [](Module& module, Call& call) {
-         const auto band = bandOfCode(call.numbers[0]);
-         if (!band) return false;
-         module.band_ = band;
-         module.bandCode_ = call.numbers[0];
-         return true;
-     }},
-    {kTestMode,
-     "!DASCHAN=",
-     "",
-     {1},
-     [](Module& module, Call& call) {
-         const int number = call.numbers[0];
-         if (module.band_)
-             return module.selectChannel(cellularChannel(*module.band_, number), number);
-         module.channelNumber_ = number;  // any, as there is nothing to check it against
-         return true;
-     }},
+    {kHspa, "!ENTERCND=", "", {}, Does::openDiagnostics},
+    {kDiagnostics, "!DAFTMACT", "", {}, Does::enterTestMode},
+    {kTestMode, "!DASBAND=", "", {1}, Does::selectBand},
+    {kTestMode, "!DASCHAN=", "", {1}, Does::selectChannel},
     {kTestMode, "!DASLNAGAIN=", "", {1}},
     {kTestMode, "!DAWSSCHAIN=", "", {1}},
     {kTestMode, "!DAGSRXBURST=", "", {1}},
-    {kTestMode,
-     "!DAWGAVGAGC=",
-     "{level}",
-     {3},
-     [](Module& module, Call& call) {
-         module.receiver_ = call.numbers[2] + 1;
-         return module.isTunedTo(Radio::kWcdma, call.numbers[0]);
-     }},
-    {kTestMode,
-     "!DAGGAVGRSSI=",
-     "{level} dBm",
-     {2},
-     [](Module& module, Call& call) {
-         module.receiver_ = 1;
-         return module.isTunedTo(Radio::kGsm, call.numbers[0]);
-     }},
-    {kTestMode,
-     "!DASTXON",
-     "",
-     {},
-     [](Module& module, Call&) {
-         module.transmitting_ = module.channel_.has_value();
-         return module.transmitting_;
-     }},
-    {kBoth, "!DASTXOFF", "", {}, put<&Module::transmitting_, false>},
+    {kTestMode, "!DAWGAVGAGC=", "{level}", {3}, Does::measure<Radio::kWcdma>},
+    {kTestMode, "!DAGGAVGRSSI=", "{level} dBm", {2}, Does::measure<Radio::kGsm>},
+    {kTestMode, "!DASTXON", "", {}, Does::transmit},
+    {kBoth, "!DASTXOFF", "", {}, Does::put<&Module::transmitting_, false>},
     {kTestMode, "!DAWSTXCW=", "", {1}},
     {kTestMode, "!DAWSPARANGE=", "", {1}},
-    {kTestMode,
-     "!DASPDM=2,",
-     "",
-     {1, 511},
-     [](Module& module, Call& call) {
-         module.transmitPower_ = format("%d AGC", call.numbers[0]);
-         return true;
-     }},
-    {kTestMode,
-     "!DAGSTXFRAME=0,1,",
-     "",
-     {2, 3300},
-     [](Module& module, Call& call) {
-         module.transmitPower_ = format("%d/100 dB", call.numbers[0]);
-         return true;
-     }},
+    {kTestMode, "!DASPDM=2,", "", {1, 511}, Does::setGain},
+    {kTestMode, "!DAGSTXFRAME=0,1,", "", {2, 3300}, Does::setPower},
 
     // What all modules have, and other people's programs ask for.
     {kBoth, "^SYSINFO", "^SYSINFO:2,3,0,5,{service}"},
@@ -279,7 +254,7 @@ const Module::Command Module::kCommands[] = {
     {kBoth, "+CSQ", "+CSQ: {signal},99"},
     {kBoth, "+CMEE=?", "+CMEE: (0-2)"},
     {kBoth, "+CMEE?", "+CMEE: {reports}"},
-    {kBoth, "+CMEE=", "", {1, 2}, take<&Module::errorReports_>},
+    {kBoth, "+CMEE=", "", {1, 2}, Does::take<&Module::errorReports_>},
     {kHspa, "+CREG?", "+CREG: 0,{registered}"},
     {kHspa, "+CREG=", "", {1, 2}},
     {kHspa, "+CGREG?", "+CGREG: 0,{registered}"},
@@ -294,11 +269,11 @@ const Module::Command Module::kCommands[] = {
     {kHspa, "+CSMS?", "+CSMS: 0,1,1,1"},
     {kBoth,
      "I=", "Manufacturer: Orvel\r\nModel: WWAN-{product}\r\nRevision: {firmware}\r\n{kind}: {id}"},
-    {kBoth, "E=", "", {1, 1}, take<&Module::echo_>},
-    {kBoth, "V=", "", {1, 1}, take<&Module::words_>},
-    {kBoth, "Q=", "", {1, 1}, take<&Module::quiet_>},
-    {kBoth, "Z=", "", {}, restore},
-    {kBoth, "&F=", "", {}, restore},
+    {kBoth, "E=", "", {1, 1}, Does::take<&Module::echo_>},
+    {kBoth, "V=", "", {1, 1}, Does::take<&Module::words_>},
+    {kBoth, "Q=", "", {1, 1}, Does::take<&Module::quiet_>},
+    {kBoth, "Z=", "", {}, Does::restoreProfile},
+    {kBoth, "&F=", "", {}, Does::restoreProfile},
     {kBoth, "H="},
     {kBoth, "X="},
     {kBoth, "&C="},
@@ -312,13 +287,7 @@ Module::Module(const ModuleSpec& spec, int index, const RfField& field)
     restoreProfile();
     if (!spec_.id.empty()) return;
     spec_.id = spec_.isEvdo() ? format("809A%04X", static_cast<unsigned>(0x1B20 + index))
-                              : format("01234500678%03d", index % 1000);
-    if (!spec_.isEvdo()) spec_.id += imeiCheckDigit(spec_.id);
-}
-
-bool Module::restore(Module& module, Call&) {
-    module.restoreProfile();
-    return true;
+                              : withCheckDigit(format("01234500678%03d", index % 1000));
 }
 
 void Module::restoreProfile() {
@@ -346,8 +315,9 @@ bool Module::takes(const Command& command) const {
 }
 
 Module::Call Module::run(std::string_view text) {
+    const std::string capitals = inCapitals(text);
     const auto* command = std::ranges::find_if(kCommands, [&](const Command& known) {
-        return takes(known) && startsWithIgnoringCase(text, known.text) &&
+        return takes(known) && capitals.starts_with(known.text) &&
                (known.text.size() == text.size() || known.text.ends_with('=') ||
                 known.text.ends_with(','));
     });
@@ -433,53 +403,17 @@ std::string_view Module::simTrouble(bool needsPin) {
         return "SIM busy";
     }
     const SimAnswers& sim = kSim[static_cast<int>(spec_.sim)];
-    if (sim.code == 0 || (spec_.sim == SimState::kPinPending && !needsPin)) return "";
+    if (sim.numeric.empty() || (spec_.sim == SimState::kPinPending && !needsPin)) return "";
     return errorReports_ == 0 ? kError : errorReports_ == 1 ? sim.numeric : sim.verbose;
 }
 
-// Takes FIRST or FIRST,LAST.
-bool Module::readPhonebook(Call* call) const {
-    if (call->numbers.empty() || call->numbers.size() > 2) return false;
-    const int first = call->numbers.front();
-    const int last = call->numbers.back();
-    if (first < 1 || last < first || last > kPlaces) return false;
-    for (const auto& [place, entry] : phonebook_) {
-        if (place < first || place > last) continue;
-        call->text += (call->text.empty() ? "" : "\r\n") + format("+CPBR: %d,\"", place) +
-                      entry.number + format("\",%d,\"", entry.type) + entry.text + "\"";
-    }
-    return true;
-}
-
-// Takes PLACE,"NUMBER",TYPE,"TEXT"; without a number, or with an empty one, the place is cleared.
-bool Module::writePhonebook(const Call& call) {
-    int place = 0;
-    PhonebookEntry entry = {"", 129, ""};
-    char number[64] = "";
-    char text[64] = "";
-    const std::string copy(call.arguments);
-    const bool full = std::sscanf(copy.c_str(), "%9d,\"%63[^\"]\",%9d,\"%63[^\"]\"", &place, number,
-                                  &entry.type, text) >= 3;
-    const bool blank = std::sscanf(copy.c_str(), "%9d,\"\",%9d,\"", &place, &entry.type) == 2 ||
-                       call.numbers.size() == 1;
-    if ((!full && !blank) || place < 1 || place > kPlaces) return false;
-    if (spec_.phonebookStuck) return true;
-    entry.number = number;
-    entry.text = text;
-    phonebook_.erase(place);
-    if (full) phonebook_.emplace(place, entry);
-    return true;
-}
-
-bool Module::selectChannel(const std::optional<Channel>& channel, int number) {
+bool Module::tune(int band, int number) {
+    const auto channel = channelOf(band, number);
     if (!channel) return false;
+    band_ = band;
     channel_ = channel;
     channelNumber_ = number;
     return true;
-}
-
-bool Module::isTunedTo(Radio radio, int number) const {
-    return channel_ && channel_->radio == radio && channelNumber_ == number;
 }
 
 std::string Module::valueOf(std::string_view name) const {
@@ -511,7 +445,7 @@ std::string Module::valueOf(std::string_view name) const {
         {"signal", radioOn_ ? std::to_string(std::clamp((level(1) + 113) / 2, 0, 31)) : "99"},
         {"asleep", asleep_ ? "yes" : "no"},
         {"test-mode", testMode_ ? "on" : "off"},
-        {"band", std::to_string(bandCode_)},
+        {"band", std::to_string(band_)},
         {"channel", std::to_string(channelNumber_)},
         {"level", std::to_string(level(receiver_))},
         {"transmitter", transmitting_ ? "on" : "off"},

@@ -33,6 +33,7 @@ class Module : public Instrument {
         std::string_view failure = {};  // the result code in place of OK; empty if all is well
         std::chrono::milliseconds delay{0};
     };
+    struct Does;
     struct Command;
     static const Command kCommands[];
     struct PhonebookEntry {
@@ -45,12 +46,8 @@ class Module : public Instrument {
     Call run(std::string_view command);
     Call runNext(std::string_view* commands);
     std::string_view simTrouble(bool needsPin);
-    bool readPhonebook(Call* call) const;
-    bool writePhonebook(const Call& call);
-    bool selectChannel(const std::optional<Channel>& channel, int number);
-    bool isTunedTo(Radio radio, int number) const;
+    bool tune(int band, int number);
     void restoreProfile();
-    static bool restore(Module& module, Call&);
     std::string valueOf(std::string_view name) const;
     std::string filled(std::string_view text) const;
     std::string resultCode(std::string_view failure) const;
@@ -68,11 +65,10 @@ class Module : public Instrument {
     std::map<int, PhonebookEntry> phonebook_;
     bool diagnostics_ = false;
     bool testMode_ = false;
-    std::optional<CellularBand> band_;
+    int band_ = 0;  // a CDMA band class, or a band's code; 0 for none
     std::optional<Channel> channel_;
     int channelNumber_ = 0;
     int receiver_ = 1;
-    int bandCode_ = 0;
     bool transmitting_ = false;
     std::string transmitPower_ = "none";
 };

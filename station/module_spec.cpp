@@ -2,9 +2,8 @@
 
 #include <algorithm>
 #include <cctype>
-#include <iterator>
 
-#include "station/choice.h"
+#include "station/text.h"
 
 namespace station {
 namespace {
@@ -12,92 +11,82 @@ namespace {
 constexpr int kLargestProductId = 0xffff;
 constexpr int kMost = 1000000;
 
-struct Key {
-    std::string_view name;
-    std::string ModuleSpec::*text;  // what a key that is a mere text sets
-    void (*take)(std::string_view value, ModuleSpec* spec);
-};
-
 bool consistsOf(std::string_view text, int (*isMember)(int)) {
     return std::ranges::all_of(text, [&](unsigned char byte) { return isMember(byte) != 0; });
 }
 
-void takeId(std::string_view value, ModuleSpec* spec) {
-    if (spec->isEvdo()) {
-        if (value.size() != 8 || !consistsOf(value, std::isxdigit)) {
-            refuse("not an ESN of 8 hexadecimal digits", value);
-        }
-        spec->id = value;
-        return;
+std::string esn(std::string_view value) {
+    if (value.size() != 8 || !consistsOf(value, std::isxdigit)) {
+        refuse("not an ESN of 8 hexadecimal digits", value);
     }
+    return std::string(value);
+}
+
+std::string imei(std::string_view value) {
     if (value.size() < 14 || value.size() > 15 || !consistsOf(value, std::isdigit)) {
         refuse("not an IMEI of 14 digits, with or without a check digit", value);
     }
-    spec->id = value.substr(0, 14);
-    spec->id += imeiCheckDigit(spec->id);
-    if (value.size() == 15 && spec->id != value) {
-        refuse(std::string("the IMEI's check digit should be ") + spec->id.back(), value);
+    const std::string whole = withCheckDigit(value.substr(0, 14));
+    if (value.size() == 15 && whole != value) {
+        refuse(std::string("the IMEI's check digit should be ") + whole.back(), value);
     }
+    return whole;
+}
+
+// What is printed into an answer: a control character would end a line of it.
+std::string printable(std::string_view value) {
+    if (!consistsOf(value, [](int byte) { return static_cast<int>(std::iscntrl(byte) == 0); })) {
+        refuse("a control character in the value", value);
+    }
+    return std::string(value);
 }
 
 void takeTemperatures(std::string_view value, ModuleSpec* spec) {
     constexpr int kColdest = -273;
     const std::size_t slash = value.find('/');
-    spec->temperatures[0] = wholeNumber(value.substr(0, slash), kColdest, kMost);
-    spec->temperatures[1] = slash == std::string_view::npos
-                                ? spec->temperatures[0]
-                                : wholeNumber(value.substr(slash + 1), kColdest, kMost);
+    int* const temperatures = spec->temperatures;
+    temperatures[0] = temperatures[1] = wholeNumber(value.substr(0, slash), kColdest, kMost);
+    if (slash == std::string_view::npos) return;
+    temperatures[1] = wholeNumber(value.substr(slash + 1), kColdest, kMost);
 }
 
-constexpr Key kKeys[] = {
-    {"id", nullptr, takeId},
-    {"firmware", &ModuleSpec::firmware, nullptr},
-    {"hardware", &ModuleSpec::hardware, nullptr},
-    {"sku", &ModuleSpec::sku, nullptr},
-    {"prl", &ModuleSpec::prl, nullptr},
-    {"device", &ModuleSpec::device, nullptr},
-    {"loss", nullptr,
-     [](std::string_view value, ModuleSpec* spec) { spec->loss = number(value, 0, kMost); }},
-    {"sim", nullptr,
-     [](std::string_view value, ModuleSpec* spec) {
-         spec->sim = choose<SimState>(value, {{"present", SimState::kPresent},
-                                              {"absent", SimState::kAbsent},
-                                              {"pin", SimState::kPinPending},
-                                              {"error", SimState::kError}});
-     }},
-    {"busy", nullptr,
-     [](std::string_view value, ModuleSpec* spec) { spec->busy = wholeNumber(value, 0, kMost); }},
-    {"asleep", nullptr,
-     [](std::string_view value, ModuleSpec* spec) {
-         spec->asleep = choose<bool>(value, {{"yes", true}, {"no", false}});
-     }},
-    {"temp", nullptr, takeTemperatures},
-    {"phonebook", nullptr,
-     [](std::string_view value, ModuleSpec* spec) {
-         spec->phonebookStuck = choose<bool>(value, {{"stuck", true}, {"good", false}});
-     }},
-    {"echo", nullptr,
-     [](std::string_view value, ModuleSpec* spec) {
-         spec->echo = choose<bool>(value, {{"on", true}, {"off", false}});
-     }},
-    {"chatter", nullptr,
-     [](std::string_view value, ModuleSpec* spec) { spec->chatter = number(value, 0, kMost); }},
-    {"fault", nullptr,
-     [](std::string_view value, ModuleSpec* spec) { spec->fault = parseFault(value); }},
-};
-
-void takePair(std::string_view pair, ModuleSpec* spec) {
-    const std::string_view name = pair.substr(0, pair.find('='));
-    const auto* key = std::ranges::find(kKeys, name, &Key::name);
-    if (key == std::end(kKeys)) refuse("unknown module key", name);
-    const std::string_view value = pair.substr(std::min(name.size() + 1, pair.size()));
-    if (value.empty()) refuse("module key without a value", name);
-    if (key->take != nullptr) return key->take(value, spec);
-    // It would end a line of an answer.
-    if (std::ranges::any_of(value, [](unsigned char byte) { return std::iscntrl(byte) != 0; })) {
-        refuse("a control character in the module key", name);
+void takePair(std::string_view name, std::string_view value, ModuleSpec* spec) {
+    if (name == "id") {
+        spec->id = spec->isEvdo() ? esn(value) : imei(value);
+    } else if (name == "firmware") {
+        spec->firmware = printable(value);
+    } else if (name == "hardware") {
+        spec->hardware = printable(value);
+    } else if (name == "sku") {
+        spec->sku = printable(value);
+    } else if (name == "prl") {
+        spec->prl = printable(value);
+    } else if (name == "loss") {
+        spec->loss = number(value, 0, kMost);
+    } else if (name == "sim") {
+        spec->sim = choose<SimState>(value, {{"present", SimState::kPresent},
+                                             {"absent", SimState::kAbsent},
+                                             {"pin", SimState::kPinPending},
+                                             {"error", SimState::kError}});
+    } else if (name == "busy") {
+        spec->busy = wholeNumber(value, 0, kMost);
+    } else if (name == "asleep") {
+        spec->asleep = choose<bool>(value, {{"yes", true}, {"no", false}});
+    } else if (name == "temp") {
+        takeTemperatures(value, spec);
+    } else if (name == "phonebook") {
+        spec->phonebookStuck = choose<bool>(value, {{"stuck", true}, {"good", false}});
+    } else if (name == "echo") {
+        spec->echo = choose<bool>(value, {{"on", true}, {"off", false}});
+    } else if (name == "chatter") {
+        spec->chatter = number(value, 0, kMost);
+    } else if (name == "device") {
+        spec->device = value;
+    } else if (name == "fault") {
+        spec->fault = parseFault(value);
+    } else {
+        refuse("unknown module key", name);
     }
-    spec->*key->text = value;
 }
 
 std::uint32_t productIdOf(std::string_view kind) {
@@ -109,14 +98,14 @@ std::uint32_t productIdOf(std::string_view kind) {
 
 }  // namespace
 
-char imeiCheckDigit(std::string_view digits) {
+std::string withCheckDigit(std::string_view digits) {
     int sum = 0;
     bool doubled = true;
     for (auto digit = digits.rbegin(); digit != digits.rend(); ++digit, doubled = !doubled) {
         const int value = (*digit - '0') * (doubled ? 2 : 1);
         sum += value / 10 + value % 10;
     }
-    return static_cast<char>('0' + (10 - sum % 10) % 10);
+    return std::string(digits) + static_cast<char>('0' + (10 - sum % 10) % 10);
 }
 
 ModuleSpec parseModuleSpec(std::string_view text) {
@@ -127,7 +116,11 @@ ModuleSpec parseModuleSpec(std::string_view text) {
     while (comma != std::string_view::npos) {
         text.remove_prefix(comma + 1);
         comma = text.starts_with("fault=") ? std::string_view::npos : text.find(',');
-        takePair(text.substr(0, comma), &spec);
+        const std::string_view pair = text.substr(0, comma);
+        const std::string_view name = pair.substr(0, pair.find('='));
+        const std::string_view value = pair.substr(std::min(name.size() + 1, pair.size()));
+        if (value.empty()) refuse("module key without a value", name);
+        takePair(name, value, &spec);
     }
     return spec;
 }

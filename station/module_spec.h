@@ -36,7 +36,7 @@ struct ModuleSpec {
 // rest. Throws std::invalid_argument with a sentence for the operator.
 ModuleSpec parseModuleSpec(std::string_view text);
 
-// The check digit behind an IMEI's first fourteen.
-char imeiCheckDigit(std::string_view digits);
+// An IMEI of its first fourteen digits.
+std::string withCheckDigit(std::string_view digits);
 
 }  // namespace station

@@ -1,11 +1,9 @@
 #include "station/options.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstring>
-#include <limits>
 
-#include "station/choice.h"
+#include "station/text.h"
 
 namespace station {
 namespace {
@@ -17,12 +15,6 @@ struct Option {
     std::string_view meaning;
     void (*take)(Options& options, const std::string& argument);
 };
-
-unsigned userId(const std::string& text) {
-    const double id = number(text, 0, std::numeric_limits<unsigned>::max());
-    if (id != std::floor(id)) refuse("not a whole number", text);
-    return static_cast<unsigned>(id);
-}
 
 constexpr Option kOptions[] = {
     {'m', "module", "SPEC",
@@ -42,7 +34,9 @@ constexpr Option kOptions[] = {
          options.timeScale = number(argument, 0, 1e6);
      }},
     {0, "user-id", "N", "the user id that the tool sees (default: 0)",
-     [](Options& options, const std::string& argument) { options.userId = userId(argument); }},
+     [](Options& options, const std::string& argument) {
+         options.userId = wholeNumber(argument, 0U);
+     }},
     {0, "no-generator", "", "start without the signal generator's adapter",
      [](Options& options, const std::string&) { options.generator = false; }},
     {0, "generator-fault", "KIND", "as a module's fault: KIND[@COMMAND]",

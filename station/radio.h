@@ -4,7 +4,7 @@
 #include <optional>
 
 // Radio channels as the standards number them, and the field that reaches a module's antenna. The
-// formulas are written from the standards, so that they check the tool's tuning.
+// numbers are the standards', so that they check the tool's tuning.
 namespace station {
 
 enum class Radio { kCdma, kGsm, kWcdma };
@@ -14,15 +14,12 @@ struct Channel {
     std::int64_t downlinkKhz;  // where the module receives
 };
 
-// CDMA band classes 0 (cellular) and 1 (PCS).
-std::optional<Channel> cdmaChannel(int bandClass, int number);
+// The channel of a CDMA band class (0 cellular, 1 PCS), or of a GSM or UMTS band by the code that
+// diagnostic commands select it by. UMTS counts the uplink, as those commands do.
+std::optional<Channel> channelOf(int band, int number);
 
-// The bands that a module's diagnostic commands select by code; nothing for a code it lacks.
-enum class CellularBand { kGsm850, kGsm900, kGsm1800, kGsm1900, kUmtsI, kUmtsII, kUmtsV };
-std::optional<CellularBand> bandOfCode(int code);
-
-// GSM ARFCNs; for UMTS the uplink UARFCN, as the diagnostic commands take it.
-std::optional<Channel> cellularChannel(CellularBand band, int number);
+// Whether that is the code of a GSM or UMTS band.
+bool isBandCode(int code);
 
 // What the signal generator radiates. One for the whole station: the generator writes it, the
 // modules read it.

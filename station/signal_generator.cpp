@@ -1,34 +1,28 @@
 #include "station/signal_generator.h"
 
 #include <algorithm>
-#include <cctype>
 #include <cmath>
-#include <cstdio>
 #include <cstdlib>
 #include <iterator>
 #include <utility>
+
+#include "station/text.h"
 
 namespace station {
 namespace {
 
 constexpr std::size_t kErrorQueueSize = 16;
+constexpr std::string_view kCommon = " *RST *CLS *IDN? *OPC? *ESR? SYST:ERR? ";  // no settings
 
 // Words with their short forms, which are the names that this file uses.
-constexpr std::pair<std::string_view, std::string_view> kWords[] = {
+const std::map<std::string_view, std::string_view> kShortForms = {
     {"FREQUENCY", "FREQ"}, {"POWER", "POW"},  {"LEVEL", "LEV"},   {"FIXED", "FIX"},
     {"OUTPUT", "OUTP"},    {"STATE", "STAT"}, {"SOURCE", "SOUR"}, {"SYSTEM", "SYST"},
     {"DISPLAY", "DISP"},   {"UPDATE", "UPD"}, {"ERROR", "ERR"},
 };
 
-constexpr std::string_view kEvents[] = {"*RST", "*CLS"};
-constexpr std::string_view kQueries[] = {"*IDN?", "*OPC?", "*ESR?", "SYST:ERR?"};
-constexpr std::string_view kSettings[] = {"FREQ", "POW:LEV", "POW:MODE", "OUTP:STAT",
-                                          "SYST:DISP:UPD"};
-
-template <std::size_t size>
-bool isOneOf(const std::string_view (&names)[size], std::string_view name) {
-    return std::find(std::begin(names), std::end(names), name) != std::end(names);
-}
+const std::map<std::string_view, double> kUnits = {
+    {"HZ", 1}, {"KHZ", 1e3}, {"MHZ", 1e6}, {"GHZ", 1e9}, {"DBM", 1}};
 
 // The next part of `text` up to `separator`, which is taken off it, without blanks around it.
 std::string takePart(std::string_view* text, char separator) {
@@ -41,13 +35,11 @@ std::string takePart(std::string_view* text, char separator) {
 }
 
 // In capitals and short: "output1" is "OUTP".
-std::string shortForm(std::string word) {
-    std::transform(word.begin(), word.end(), word.begin(),
-                   [](unsigned char byte) { return static_cast<char>(std::toupper(byte)); });
+std::string shortForm(std::string_view text) {
+    std::string word = inCapitals(text);
     if (word.size() > 1 && word.back() == '1') word.pop_back();
-    const auto* known = std::find_if(std::begin(kWords), std::end(kWords),
-                                     [&](const auto& pair) { return pair.first == word; });
-    return known == std::end(kWords) ? word : std::string(known->second);
+    const auto known = kShortForms.find(word);
+    return known == kShortForms.end() ? word : std::string(known->second);
 }
 
 // The header with its optional words settled: ":source:power?" is "POW:LEV?".
@@ -63,13 +55,18 @@ std::string headerOf(std::string_view text) {
     return isQuery ? header + "?" : header;
 }
 
-std::string format(const char* pattern, double number) {
-    char text[64];
-    std::snprintf(text, sizeof text, pattern, number);
-    return text;
-}
-
 }  // namespace
+
+SignalGenerator::SignalGenerator(RfField* field) : field_(field) {
+    reset();
+    settings_ = {
+        {"FREQ", {nullptr, &field->frequencyHz, 250e3, 3e9, "HZ", "%.0f"}},
+        {"POW:LEV", {nullptr, &field->levelDbm, -140, 25, "DBM", "%.2f"}},
+        {"POW:MODE", {}},  // fixed
+        {"OUTP:STAT", {&field->output}},
+        {"SYST:DISP:UPD", {&display_}},
+    };
+}
 
 void SignalGenerator::reset() {
     *field_ = {.output = false, .frequencyHz = 100e6, .levelDbm = -30};
@@ -89,86 +86,71 @@ void SignalGenerator::raise(int code, const char* text) {
     }
 }
 
-std::string SignalGenerator::query(std::string_view header) {
-    if (header == "*IDN?") return "Tarnwick Instruments,SG-3000,100042,1.07";
-    if (header == "*OPC?") return "1";
-    if (header == "*ESR?") return std::to_string(std::exchange(events_, 0));
-    if (header == "FREQ?") return format("%.0f", field_->frequencyHz);
-    if (header == "POW:LEV?") return format("%.2f", field_->levelDbm);
-    if (header == "POW:MODE?") return "FIX";
-    if (header == "OUTP:STAT?") return field_->output ? "1" : "0";
-    if (header == "SYST:DISP:UPD?") return display_ ? "1" : "0";
+std::string SignalGenerator::valueOf(const Setting& setting) {
+    if (setting.number != nullptr) return format(setting.pattern, *setting.number);
+    if (setting.state != nullptr) return *setting.state ? "1" : "0";
+    return "FIX";
+}
+
+void SignalGenerator::setNumber(const Setting& setting, const std::string& text) {
+    char* end = nullptr;
+    double number = std::strtod(text.c_str(), &end);
+    if (end == text.c_str() || !std::isfinite(number)) return raise(-104, "Data type error");
+    std::string_view rest = end;
+    std::string unit = shortForm(takePart(&rest, '\0'));
+    if (unit.empty()) unit = setting.unit;
+    const auto known = kUnits.find(unit);
+    if (known == kUnits.end() || !unit.ends_with(setting.unit)) {
+        return raise(-131, "Invalid suffix");
+    }
+    number *= known->second;
+    if (number < setting.least || number > setting.most) return raise(-222, "Data out of range");
+    *setting.number = number;
+}
+
+void SignalGenerator::set(const Setting& setting, const std::string& parameter) {
+    if (setting.number != nullptr) return setNumber(setting, parameter);
+    const std::string word = shortForm(parameter);
+    const bool isOn = word == "ON" || parameter == "1";
+    if (setting.state == nullptr ? word != "FIX" : !isOn && word != "OFF" && word != "0") {
+        return raise(-224, "Illegal parameter value");
+    }
+    if (setting.state != nullptr) *setting.state = isOn;
+}
+
+std::string SignalGenerator::nextError() {
     if (errors_.empty()) return "0,\"No error\"";
     std::string entry = errors_.front();
     errors_.pop_front();
     return entry;
 }
 
-void SignalGenerator::setSwitch(std::string_view word, bool* target) {
-    if (word == "ON" || word == "1") {
-        *target = true;
-    } else if (word == "OFF" || word == "0") {
-        *target = false;
-    } else {
-        raise(-224, "Illegal parameter value");
-    }
-}
-
-void SignalGenerator::setNumber(const std::string& text, bool isFrequency, double least,
-                                double most, double* target) {
-    static constexpr std::pair<std::string_view, double> kUnits[] = {
-        {"", 1}, {"HZ", 1}, {"KHZ", 1e3}, {"MHZ", 1e6}, {"GHZ", 1e9}};
-    char* end = nullptr;
-    double number = std::strtod(text.c_str(), &end);
-    if (end == text.c_str() || !std::isfinite(number)) return raise(-104, "Data type error");
-    std::string_view rest = end;
-    const std::string unit = shortForm(takePart(&rest, '\0'));
-    const auto* known = std::find_if(std::begin(kUnits), std::end(kUnits),
-                                     [&](const auto& pair) { return pair.first == unit; });
-    const bool isLevel = !isFrequency && (unit.empty() || unit == "DBM");
-    if (!isLevel && (!isFrequency || known == std::end(kUnits)))
-        return raise(-131, "Invalid suffix");
-    if (isFrequency) number *= known->second;
-    if (number < least || number > most) return raise(-222, "Data out of range");
-    *target = number;
-}
-
-void SignalGenerator::set(std::string_view header, std::string_view parameter) {
-    const std::string word = shortForm(std::string(parameter));
-    if (header == "FREQ") {
-        setNumber(std::string(parameter), true, 250e3, 3e9, &field_->frequencyHz);
-    } else if (header == "POW:LEV") {
-        setNumber(std::string(parameter), false, -140, 25, &field_->levelDbm);
-    } else if (header == "POW:MODE") {
-        if (word != "FIX") raise(-224, "Illegal parameter value");
-    } else {
-        setSwitch(word, header == "OUTP:STAT" ? &field_->output : &display_);
-    }
-}
-
 // The message's answer, empty for none.
 std::string SignalGenerator::execute(std::string_view message) {
-    std::string_view rest = message;
-    const std::string header = headerOf(takePart(&rest, ' '));
-    const std::string parameter = takePart(&rest, '\0');
+    const std::string header = headerOf(takePart(&message, ' '));
+    const std::string parameter = takePart(&message, '\0');
     const bool isQuery = header.ends_with('?');
-    const std::string_view name(header.data(), header.size() - (isQuery ? 1 : 0));
-    const bool isSetting = isOneOf(kSettings, name);
-    if (!isSetting && !isOneOf(kQueries, header) && !isOneOf(kEvents, header)) {
+    const auto setting = settings_.find(header.substr(0, header.size() - (isQuery ? 1 : 0)));
+    const bool isSetting = setting != settings_.end();
+    if (!isSetting && kCommon.find(" " + header + " ") == std::string_view::npos) {
         raise(-113, "Undefined header");
     } else if (isSetting && !isQuery && parameter.empty()) {
         raise(-109, "Missing parameter");
     } else if (isSetting && !isQuery) {
-        set(header, parameter);
+        set(setting->second, parameter);
     } else if (!parameter.empty()) {
         raise(-108, "Parameter not allowed");
-    } else if (isQuery) {
-        return query(header);
+    } else if (isSetting) {
+        return valueOf(setting->second);
     } else if (header == "*RST") {
         reset();
-    } else {
+    } else if (header == "*CLS") {
         errors_.clear();
         events_ = 0;
+    } else {
+        if (header == "*IDN?") return "Tarnwick Instruments,SG-3000,100042,1.07";
+        if (header == "*ESR?") return std::to_string(std::exchange(events_, 0));
+        return header == "*OPC?" ? "1" : nextError();
     }
     return "";
 }

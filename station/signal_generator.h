@@ -1,6 +1,7 @@
 #pragma once
 
 #include <deque>
+#include <map>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -16,24 +17,33 @@ namespace station {
 class SignalGenerator : public Instrument {
   public:
     // Writes what it radiates into `field`, which must outlive it.
-    explicit SignalGenerator(RfField* field) : field_(field) { reset(); }
+    explicit SignalGenerator(RfField* field);
 
     std::vector<Answer> receive(std::string_view line) override;
     std::string state() const override;
 
   private:
+    // A switch, or a number with its range and its base unit.
+    struct Setting {
+        bool* state = nullptr;
+        double* number = nullptr;
+        double least = 0, most = 0;
+        std::string_view unit = {};
+        const char* pattern = "";  // as it is told
+    };
+
     void reset();
     std::string execute(std::string_view message);
-    std::string query(std::string_view header);
-    void set(std::string_view header, std::string_view parameter);
-    void setSwitch(std::string_view word, bool* target);
-    void setNumber(const std::string& text, bool isFrequency, double least, double most,
-                   double* target);
+    std::string nextError();
+    static std::string valueOf(const Setting& setting);
+    void set(const Setting& setting, const std::string& parameter);
+    void setNumber(const Setting& setting, const std::string& text);
     void raise(int code, const char* text);
 
     RfField* field_;
     bool display_ = true;
-    int events_ = 0;  // the event status register
+    std::map<std::string_view, Setting> settings_;  // by their headers' short forms
+    int events_ = 0;                                // the event status register
     std::deque<std::string> errors_;
 };
 

@@ -20,7 +20,7 @@ std::string answerOf(Instrument& instrument, const char* command) {
 }  // namespace
 
 TEST(Radio, ALevelReachesOnlyATunedReceiver) {
-    const Channel gsm = *cellularChannel(CellularBand::kGsm850, 190);
+    const Channel gsm = *channelOf(18, 190);
     const struct {
         bool output;
         double frequencyHz, levelDbm;

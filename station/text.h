@@ -1,15 +1,40 @@
 #pragma once
 
+#include <cctype>
+#include <cerrno>
 #include <cmath>
+#include <cstdio>
 #include <cstdlib>
 #include <initializer_list>
+#include <limits>
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <system_error>
 #include <utility>
 
-// Reading the words of the command line. What is refused is thrown as a sentence for the operator.
+// Writing texts and reading those of the command line. What is refused is thrown as a sentence for
+// the operator.
 namespace station {
+
+// Throws what `errno` says.
+[[noreturn]] inline void fail(const std::string& what) {
+    throw std::system_error(errno, std::generic_category(), what);
+}
+
+// At most 63 characters.
+template <typename... Values>
+std::string format(const char* pattern, Values... values) {
+    char text[64];
+    std::snprintf(text, sizeof text, pattern, values...);
+    return text;
+}
+
+inline std::string inCapitals(std::string_view text) {
+    std::string capitals;
+    for (const unsigned char byte : text) capitals += static_cast<char>(std::toupper(byte));
+    return capitals;
+}
 
 [[noreturn]] inline void refuse(std::string_view what, std::string_view text) {
     throw std::invalid_argument(std::string(what) + ": '" + std::string(text) + "'");
@@ -38,10 +63,12 @@ inline double number(std::string_view text, double least, double most) {
     return value;
 }
 
-inline int wholeNumber(std::string_view text, int least, int most) {
+template <typename Integer>
+Integer wholeNumber(std::string_view text, Integer least,
+                    Integer most = std::numeric_limits<Integer>::max()) {
     const double value = number(text, least, most);
     if (value != std::floor(value)) refuse("not a whole number", text);
-    return static_cast<int>(value);
+    return static_cast<Integer>(value);
 }
 
 }  // namespace station
