@@ -8,8 +8,9 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
-#include <system_error>
 #include <utility>
+
+#include "station/text.h"
 
 namespace station {
 
@@ -34,16 +35,14 @@ Line::Pty Line::openPty() {
     termios settings = {};
     if (!pty.master || fcntl(master, F_SETFD, FD_CLOEXEC) == -1 || grantpt(master) == -1 ||
         unlockpt(master) == -1 || tcgetattr(master, &settings) == -1) {
-        throw std::system_error(errno, std::generic_category(), "pty");
+        fail("pty");
     }
     cfmakeraw(&settings);
     tcsetattr(master, TCSANOW, &settings);
     fcntl(master, F_SETFL, O_RDWR | O_NONBLOCK);
     pty.slavePath = ptsname(master);
     // As a Mac's callout devices are.
-    if (chmod(pty.slavePath.c_str(), 0666) == -1) {
-        throw std::system_error(errno, std::generic_category(), pty.slavePath);
-    }
+    if (chmod(pty.slavePath.c_str(), 0666) == -1) fail(pty.slavePath);
     char byte = 0;
     pty.endCounts = ::read(master, &byte, 1) == -1 && errno == EAGAIN;
     return pty;

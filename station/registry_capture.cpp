@@ -22,13 +22,10 @@ constexpr std::uint64_t kFirstServiceId = 0x7A0000000;
 constexpr std::uint64_t kFirstDeviceTreeId = 0x7B0000000;
 
 std::string key(const std::string& name, const std::string& value) {
-    return "<key>" + name + "</key>" + value + "\n";
+    return "<key>" + name + "</key><string>" + value + "</string>\n";
 }
-std::string text(const std::string& value) {
-    return "<string>" + value + "</string>";
-}
-std::string integer(std::uint64_t value) {
-    return "<integer>" + std::to_string(value) + "</integer>";
+std::string key(const std::string& name, std::uint64_t value) {
+    return "<key>" + name + "</key><integer>" + std::to_string(value) + "</integer>\n";
 }
 
 // Writes entries, with ids from the first one on if there is one.
@@ -38,33 +35,32 @@ class Writer {
 
     std::string entry(const std::string& name, const std::string& className,
                       const std::string& properties, const std::string& children = "") {
-        std::string result = "<dict>\n" + key("IORegistryEntryName", text(name)) +
-                             key("IOObjectClass", text(className)) + properties;
-        if (nextId_ != kNoIds) result += key("IORegistryEntryID", integer(nextId_++));
+        std::string result = "<dict>\n" + key("IORegistryEntryName", name) +
+                             key("IOObjectClass", className) + properties;
+        if (nextId_ != kNoIds) result += key("IORegistryEntryID", nextId_++);
         if (!children.empty()) {
-            result += key("IORegistryEntryChildren", "<array>\n" + children + "</array>");
+            result += "<key>IORegistryEntryChildren</key><array>\n" + children + "</array>\n";
         }
         return result + "</dict>\n";
     }
 
     std::string serialPort(const std::string& name) {
         return entry("IOSerialBSDClient", "IOSerialBSDClient",
-                     key("IOTTYDevice", text(name)) +
-                         key("IOCalloutDevice", text("/dev/cu." + name)) +
-                         key("IODialinDevice", text("/dev/tty." + name)));
+                     key("IOTTYDevice", name) + key("IOCalloutDevice", "/dev/cu." + name) +
+                         key("IODialinDevice", "/dev/tty." + name));
     }
 
     // A path begins below the root's first child, so the station's entries stand there.
     std::string root(const std::string& entries) {
-        const std::string machine = entry("Station", "IOPlatformExpertDevice",
-                                          key("model", text("Simulated,Station")), entries);
+        const std::string machine =
+            entry("Station", "IOPlatformExpertDevice", key("model", "Simulated,Station"), entries);
         return entry("Root", "IORegistryEntry", "", machine);
     }
 
-    std::string module(const RootContent::Port& port) {
-        const std::string id = key("idProduct", integer(port.productId));
+    std::string module(std::uint32_t productId, const std::string& port) {
+        const std::string id = key("idProduct", productId);
         return entry("WWAN Module", "IOUSBDevice", id,
-                     entry("OrvelWWANSupport", "OrvelWWANSupport", id, serialPort(port.name)));
+                     entry("OrvelWWANSupport", "OrvelWWANSupport", id, serialPort(port)));
     }
 
   private:
@@ -73,41 +69,36 @@ class Writer {
 
 }  // namespace
 
-std::string servicePlane(const RootContent& content) {
-    Writer writer(content.capture.empty() ? kFirstServiceId : kNoIds);
+std::string servicePlane(const Options& options, const std::vector<std::string>& ports) {
+    Writer writer(options.capture.empty() ? kFirstServiceId : kNoIds);
     std::string entries = writer.serialPort("Bluetooth-Incoming-Port");
-    for (const RootContent::Port& port : content.ports) entries += writer.module(port);
+    for (std::size_t index = 0; index < ports.size(); ++index) {
+        entries += writer.module(options.modules[index].productId, ports[index]);
+    }
     return kHead + writer.root(entries) + kTail;
 }
 
 std::string deviceTreePlane() {
     Writer writer(kFirstDeviceTreeId);
-    const std::string chosen = writer.entry("chosen", "IOService", key("boot-args", text("")));
+    const std::string chosen = writer.entry("chosen", "IOService", key("boot-args", ""));
     const std::string processor = writer.entry("PR00", "IOACPIPlatformDevice", "");
     return kHead + writer.root(chosen + processor) + kTail;
 }
 
-std::vector<std::string> capturedCallouts(const std::string& capture) {
-    std::vector<std::string> callouts;
-    std::string problem;
-    if (!simulated::readCallouts(capture, &callouts, &problem)) {
-        throw std::invalid_argument(problem);
-    }
-    return callouts;
-}
-
-std::string freePortName(const RootContent& content) {
+std::vector<std::string> portNames(const Options& options) {
     constexpr int kFirstPort = 19;
     constexpr int kPortStep = 10;
-    const auto isTaken = [&](const std::string& name) {
-        const std::vector<std::string>& callouts = content.callouts;
-        return std::find(callouts.begin(), callouts.end(), "/dev/cu." + name) != callouts.end() ||
-               std::any_of(content.ports.begin(), content.ports.end(),
-                           [&](const RootContent::Port& port) { return port.name == name; });
-    };
-    int number = kFirstPort;
-    while (isTaken("wwanCMD" + std::to_string(number))) number += kPortStep;
-    return "wwanCMD" + std::to_string(number);
+    std::vector<std::string> taken;
+    std::string problem;
+    if (!options.capture.empty() && !simulated::readCallouts(options.capture, &taken, &problem)) {
+        throw std::invalid_argument(problem);
+    }
+    std::vector<std::string> names;
+    for (int number = kFirstPort; names.size() < options.modules.size(); number += kPortStep) {
+        const std::string name = "wwanCMD" + std::to_string(number);
+        if (std::ranges::find(taken, "/dev/cu." + name) == taken.end()) names.push_back(name);
+    }
+    return names;
 }
 
 }  // namespace station

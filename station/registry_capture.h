@@ -3,22 +3,20 @@
 #include <string>
 #include <vector>
 
-#include "station/root.h"
+#include "station/options.h"
 
 namespace station {
 
-// The service plane with an entry for each port, as ioreg prints it, or what stands behind that of
-// `content.capture`.
-std::string servicePlane(const RootContent& content);
+// The service plane with an entry for each module, as ioreg prints it, or what stands behind that
+// of the options' capture. `ports` are the names of the modules' serial ports.
+std::string servicePlane(const Options& options, const std::vector<std::string>& ports);
 
 // A small device-tree plane.
 std::string deviceTreePlane();
 
-// The callout devices that the capture has. Throws std::invalid_argument, with what is wrong, when
-// the registry would refuse the file.
-std::vector<std::string> capturedCallouts(const std::string& capture);
-
-// The first of wwanCMD19, wwanCMD29, ... that neither a port nor a captured callout device has.
-std::string freePortName(const RootContent& content);
+// The names of serial ports for the modules: the first of wwanCMD19, wwanCMD29, ... that are no
+// callout devices of the options' capture. Throws std::invalid_argument, with what is wrong, when
+// the registry would refuse the capture.
+std::vector<std::string> portNames(const Options& options);
 
 }  // namespace station

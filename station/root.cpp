@@ -3,8 +3,12 @@
 #include <fcntl.h>
 #include <sys/file.h>
 #include <unistd.h>
+#ifdef __linux__
+#include <sys/inotify.h>
+#endif
 
 #include <cerrno>
+#include <cstdint>
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
@@ -12,6 +16,7 @@
 #include <system_error>
 
 #include "station/registry_capture.h"
+#include "station/text.h"
 
 namespace station {
 namespace {
@@ -57,10 +62,6 @@ echo loaded=no >"$root/state/driver.$$" && mv "$root/state/driver.$$" "$root/sta
 rm -f "$root/dev/tty.KeySerial1"
 )";
 
-[[noreturn]] void fail(const std::string& what) {
-    throw std::system_error(errno, std::generic_category(), what);
-}
-
 std::string makeTemporary() {
     const char* base = getenv("TMPDIR");
     if (base == nullptr || *base == '\0') base = "/tmp";
@@ -99,37 +100,37 @@ void Root::unlinkDevices() const {
     }
 }
 
-void Root::fill(const RootContent& content) {
+void Root::fill(const Options& options, const std::vector<std::string>& ports) {
     for (const char* folder : {"ioregistry", "dev", "usr", "usr/sbin", "sbin", "tmp", "state"}) {
         if (fs::create_directory(path_ / folder)) fs::permissions(path_ / folder, kOpenToAll);
     }
     fs::permissions(path_ / "tmp", fs::perms{01777});
     unlinkDevices();  // a station that was killed has left its own
-    writeRegistry(content);
+    writeRegistry(options, ports);
     writeTool("usr/sbin/kextstat", kKextstat);
     writeTool("sbin/kextload", kKextload);
     writeTool("sbin/kextunload", kKextunload);
-    writeFile("state/driver", content.driverLoaded ? "loaded=yes\n" : "loaded=no\n");
-    std::ostringstream conf;
-    conf << "user-id " << content.userId << "\ntime-scale " << content.timeScale << "\n";
-    writeFile("host.conf", conf.str());
+    writeFile("state/driver", options.driverLoaded ? "loaded=yes\n" : "loaded=no\n");
+    writeFile("host.conf",
+              format("user-id %u\ntime-scale %g\n", options.userId, options.timeScale));
+    watchState();
 }
 
 // The station's own entries are the plane, or stand behind those of a capture.
-void Root::writeRegistry(const RootContent& content) const {
-    const fs::path folder = path_ / "ioregistry";
+void Root::writeRegistry(const Options& options, const std::vector<std::string>& ports) const {
+    const std::string whole = "ioregistry/IOService.plist";
+    const std::string rest = "ioregistry/IOService-station.plist";
     writeFile("ioregistry/IODeviceTree.plist", deviceTreePlane());
-    if (content.capture.empty()) {
-        fs::remove(folder / "IOService-station.plist");
-        writeFile("ioregistry/IOService.plist", servicePlane(content));
-        return;
+    if (options.capture.empty()) {
+        fs::remove(path_ / rest);
+    } else {
+        // Moved into place, as the capture may be the very file that is replaced.
+        const fs::path beside = path_ / (whole + ".part");
+        fs::copy_file(options.capture, beside, fs::copy_options::overwrite_existing);
+        fs::permissions(beside, fs::perms{0644});
+        fs::rename(beside, path_ / whole);
     }
-    // Moved into place, as the capture may be the very file that is replaced.
-    const fs::path beside = folder / "IOService.plist.part";
-    fs::copy_file(content.capture, beside, fs::copy_options::overwrite_existing);
-    fs::permissions(beside, fs::perms{0644});
-    fs::rename(beside, folder / "IOService.plist");
-    writeFile("ioregistry/IOService-station.plist", servicePlane(content));
+    writeFile(options.capture.empty() ? whole : rest, servicePlane(options, ports));
 }
 
 bool Root::exists() const {
@@ -168,6 +169,24 @@ void Root::unlinkDevice(const std::string& name) const {
 
 void Root::writeState(const std::string& name, std::string_view text) const {
     if (exists()) writeFile("state/" + name, text);
+}
+
+void Root::watchState() {
+    const char* lookAround = getenv("TARNWICK_LOOK_AROUND");
+    if (lookAround != nullptr && lookAround == std::string_view("yes")) return;
+#ifdef __linux__
+    Descriptor watch(inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
+    constexpr std::uint32_t kEvents = IN_MOVED_TO | IN_DELETE_SELF | IN_ONLYDIR;
+    const fs::path folder = path_ / "state";
+    if (inotify_add_watch(watch.get(), folder.c_str(), kEvents) != -1) watch_ = std::move(watch);
+#endif
+}
+
+bool Root::driverMayHaveChanged() const {
+    bool changed = !watch_;
+    char events[4096];
+    while (watch_ && read(watch_.get(), events, sizeof events) > 0) changed = true;
+    return changed;
 }
 
 bool Root::driverLoaded() const {

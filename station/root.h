@@ -1,28 +1,14 @@
 #pragma once
 
-#include <cstdint>
 #include <filesystem>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "station/descriptor.h"
+#include "station/options.h"
 
 namespace station {
-
-// What the root is to hold.
-struct RootContent {
-    struct Port {
-        std::string name;  // "wwanCMD19"; its callout device is /dev/cu.NAME
-        std::uint32_t productId;
-    };
-    std::vector<Port> ports;
-    std::string capture;                // a registry capture to serve on top of, or empty
-    std::vector<std::string> callouts;  // the capture's callout devices
-    double timeScale = 1;
-    unsigned userId = 0;
-    bool driverLoaded = false;
-};
 
 // The folder that stands in for the Mac's root folder: registry captures, device nodes, driver
 // tools, state files. It is one station's alone: a lock on the folder refuses the next. Whoever
@@ -36,7 +22,8 @@ class Root {
     Root(const Root&) = delete;
     Root& operator=(const Root&) = delete;
 
-    void fill(const RootContent& content);
+    // `ports` are the names of the modules' serial ports; the callout devices are /dev/cu.NAME.
+    void fill(const Options& options, const std::vector<std::string>& ports);
 
     const std::filesystem::path& path() const { return path_; }
     bool exists() const;
@@ -45,10 +32,16 @@ class Root {
     void unlinkDevice(const std::string& name) const;
     void writeState(const std::string& name, std::string_view text) const;
     bool driverLoaded() const;
+    // Ready to read once the driver's state was written; -1 where the host cannot tell (all but
+    // Linux) and the station has to look around.
+    int watchDescriptor() const { return watch_.get(); }
+    // Whether it may have been written since this was asked before.
+    bool driverMayHaveChanged() const;
 
   private:
     void unlinkDevices() const;
-    void writeRegistry(const RootContent& content) const;
+    void writeRegistry(const Options& options, const std::vector<std::string>& ports) const;
+    void watchState();
     void writeFile(const std::string& name, std::string_view text,
                    std::filesystem::perms mode = std::filesystem::perms{0644}) const;
     void writeTool(const std::string& name, std::string_view script) const;
@@ -56,6 +49,7 @@ class Root {
     std::filesystem::path path_;
     bool temporary_;
     Descriptor lock_;
+    Descriptor watch_;
 };
 
 }  // namespace station

@@ -20,7 +20,7 @@
 #include "station/module.h"
 #include "station/registry_capture.h"
 #include "station/signal_generator.h"
-#include "station/watch.h"
+#include "station/text.h"
 
 namespace station {
 namespace {
@@ -60,10 +60,6 @@ void complain(const char* sentence) {
     fprintf(stderr, "tarnwick-station: %s\n", sentence);
 }
 
-[[noreturn]] void fail(const char* what) {
-    throw std::system_error(errno, std::generic_category(), what);
-}
-
 }  // namespace
 
 SignalCatcher::SignalCatcher() {
@@ -86,32 +82,20 @@ SignalCatcher::SignalCatcher() {
 Station::Station(const Options& options) : options_(options), root_(options.root) {
     if (!options_.transcript.empty()) transcript_.writeTo(options_.transcript);
     if (options_.verbose) transcript_.show();
-    RootContent content;
-    content.capture = options_.capture;
-    if (!content.capture.empty()) content.callouts = capturedCallouts(content.capture);
-    content.timeScale = options_.timeScale;
-    content.userId = options_.userId;
-    content.driverLoaded = options_.driverLoaded;
-    for (const ModuleSpec& spec : options_.modules) {
-        content.ports.push_back({freePortName(content), spec.productId});
-    }
-    root_.fill(content);
-    for (std::size_t index = 0; index < content.ports.size(); ++index) {
-        addModule(options_.modules[index], content.ports[index], static_cast<int>(index));
+    const std::vector<std::string> ports = portNames(options_);
+    root_.fill(options_, ports);
+    for (std::size_t index = 0; index < ports.size(); ++index) {
+        addModule(options_.modules[index], ports[index], static_cast<int>(index));
     }
     if (options_.generator) addGenerator();
-    const char* lookAround = getenv("TARNWICK_LOOK_AROUND");
-    if (lookAround == nullptr || lookAround != std::string_view("yes")) {
-        watch_ = watchFolder((root_.path() / "state").string());
-    }
     driverLoaded_ = root_.driverLoaded();
     if (driverLoaded_) showAdapter();
 }
 
-void Station::addModule(const ModuleSpec& spec, const RootContent::Port& port, int index) {
-    const std::string node = "cu." + port.name;
+void Station::addModule(const ModuleSpec& spec, const std::string& port, int index) {
+    const std::string node = "cu." + port;
     if (!spec.device.empty()) return root_.linkDevice(node, absolute(spec.device));
-    addLine({port.name, spec.fault, spec.chatter, options_.timeScale,
+    addLine({port, spec.fault, spec.chatter, options_.timeScale,
              [this, node](const std::string& slavePath) { root_.linkDevice(node, slavePath); }},
             std::make_unique<Module>(spec, index, field_));
 }
@@ -196,7 +180,9 @@ void Station::announce() const {
 
 int Station::timeout() const {
     const auto now = Clock::now();
-    Clock::time_point due = now + (watch_ ? kRootCheck : scaled(kLookAround, options_.timeScale));
+    Clock::time_point due =
+        now +
+        (root_.watchDescriptor() != -1 ? kRootCheck : scaled(kLookAround, options_.timeScale));
     if (adapterDue_) due = std::min(due, *adapterDue_);
     for (const auto& line : lines_) due = std::min(due, line->nextDue().value_or(due));
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(due - now);
@@ -205,8 +191,8 @@ int Station::timeout() const {
 
 void Station::wait() const {
     std::vector<pollfd> waits = {{signalPipe[0], POLLIN, 0}};
-    if (watch_) {
-        waits.push_back({watch_.get(), POLLIN, 0});
+    if (root_.watchDescriptor() != -1) {
+        waits.push_back({root_.watchDescriptor(), POLLIN, 0});
         for (const auto& line : lines_) waits.push_back({line->masterDescriptor(), POLLIN, 0});
     }
     const int result = poll(waits.data(), static_cast<nfds_t>(waits.size()), timeout());
@@ -222,7 +208,7 @@ void Station::serveLines() {
 }
 
 void Station::lookAtRoot() {
-    if (!watch_ || takeChanges(watch_)) driverChanged();
+    if (root_.driverMayHaveChanged()) driverChanged();
     if (adapterDue_ && *adapterDue_ <= Clock::now()) showAdapter();
     if (root_.exists()) return;
     complain("the station root is gone");

@@ -7,7 +7,6 @@
 #include <string>
 #include <vector>
 
-#include "station/descriptor.h"
 #include "station/line.h"
 #include "station/options.h"
 #include "station/radio.h"
@@ -31,7 +30,7 @@ class Station {
     int serve();
 
   private:
-    void addModule(const ModuleSpec& spec, const RootContent::Port& port, int index);
+    void addModule(const ModuleSpec& spec, const std::string& port, int index);
     void addGenerator();
     void addLine(LineSettings settings, std::unique_ptr<Instrument> instrument);
     void saveState(const Line& line);
@@ -57,7 +56,6 @@ class Station {
     RfField field_;
     std::vector<std::unique_ptr<Line>> lines_;
     std::string adapter_;  // what the adapter's node leads to; empty: there is no adapter
-    Descriptor watch_;     // of the driver's state; none: the station looks around
     bool driverLoaded_ = false;
     std::optional<Clock::time_point> adapterDue_;
     bool stateFailed_ = false;

@@ -5,22 +5,20 @@
 #include <cerrno>
 #include <system_error>
 
+#include "station/text.h"
+
 namespace station {
 
 static std::string escape(std::string_view text) {
+    constexpr std::string_view kLetters = "\r\n\\";
     std::string escaped;
     for (const char byte : text) {
+        const std::size_t letter = kLetters.find(byte);
         const auto value = static_cast<unsigned char>(byte);
-        if (byte == '\r') {
-            escaped += "\\r";
-        } else if (byte == '\n') {
-            escaped += "\\n";
-        } else if (byte == '\\') {
-            escaped += "\\\\";
+        if (letter != std::string_view::npos) {
+            escaped += std::string("\\") + "rn\\"[letter];
         } else if (value < 0x20 || value >= 0x7F) {
-            char code[8];
-            std::snprintf(code, sizeof code, "\\x%02X", value);
-            escaped += code;
+            escaped += format("\\x%02X", value);
         } else {
             escaped += byte;
         }
@@ -28,20 +26,9 @@ static std::string escape(std::string_view text) {
     return escaped;
 }
 
-static const char* colourOf(char mark) {
-    switch (mark) {
-        case '>':
-            return "\033[36m";
-        case '<':
-            return "\033[32m";
-        default:
-            return "\033[33m";
-    }
-}
-
 void Transcript::writeTo(const std::string& path) {
     file_.reset(fopen(path.c_str(), "we"));
-    if (!file_) throw std::system_error(errno, std::generic_category(), path);
+    if (!file_) fail(path);
     path_ = path;
 }
 
@@ -61,7 +48,8 @@ void Transcript::add(std::string_view name, char mark, std::string_view text) {
         file_.reset();
     }
     if (!shown_) return;
-    const char* begin = coloured_ ? colourOf(mark) : "";
+    const char* colour = mark == '>' ? "\033[36m" : mark == '<' ? "\033[32m" : "\033[33m";
+    const char* begin = coloured_ ? colour : "";
     const char* end = coloured_ ? "\033[0m" : "";
     fprintf(stderr, "%s%.3f %s%s\n", begin, time.count(), line.c_str(), end);
 }
