@@ -165,6 +165,20 @@ ToolRun TestStation::tool(const std::vector<std::string>& arguments, double limi
     return runProgram(toolCommand(arguments), {"TARNWICK_STATION=" + root_}, limit);
 }
 
+ToolRun TestStation::shell(const std::string& script) const {
+    const std::string programs = fs::path(TARNWICK).parent_path().string() + ":" +
+                                 fs::path(TARNWICK_STATION).parent_path().string();
+    ToolRun run =
+        runProgram({"sh", "-c", "cd \"$TARNWICK_STATION/tmp\"\n" + script},
+                   {"TARNWICK_STATION=" + root_, "PATH=" + programs + ":" + std::getenv("PATH")});
+    for (std::string* text : {&run.output, &run.errors}) {
+        for (std::size_t at = 0; (at = text->find(root_, at)) != std::string::npos;) {
+            text->replace(at, root_.size(), "ROOT");
+        }
+    }
+    return run;
+}
+
 pid_t TestStation::startTool(const std::vector<std::string>& arguments) const {
     const Started started = start(toolCommand(arguments), {"TARNWICK_STATION=" + root_}, true);
     close(started.output);

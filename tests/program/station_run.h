@@ -37,6 +37,9 @@ class TestStation {
     // Runs the tool at this station. TARNWICK_UNDER in the environment, such as "valgrind -q", is
     // put in front of the one that loads its C library.
     ToolRun tool(const std::vector<std::string>& arguments, double limit = 60) const;
+    // Runs the script by a shell in the root's folder tmp, with the built programs in its path. In
+    // what is printed the root is "ROOT".
+    ToolRun shell(const std::string& script) const;
     // Starts the tool, its output thrown away, and leaves it running.
     pid_t startTool(const std::vector<std::string>& arguments) const;
     // Runs the tool, and kills it `limit` seconds after the transcript showed a line that begins
