@@ -34,8 +34,8 @@ struct HostConf {
 
 }  // namespace
 
-// With C's streams: C++'s would bring their locales into a program that starts for each measurement,
-// a fifth of its start.
+// With C's streams: C++'s would bring their locales into a program that starts for each
+// measurement, a fifth of its start.
 static void takeConfLine(const char* line, HostConf* conf) {
     char key[16] = "";
     char rest = '\0';

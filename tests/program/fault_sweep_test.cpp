@@ -37,6 +37,7 @@ struct Dialogue {
     Words arguments;
     const char* unread = nullptr;  // commands to which no answer is read; "": to none
     bool generator = false;        // it is the generator that fails
+    const char* from = "";         // the first that fails: earlier ones fail in another dialogue
 };
 
 const Dialogue kDialogues[] = {
@@ -50,9 +51,9 @@ const Dialogue kDialogues[] = {
     {"hspa", {"-f"}, ""},
     {"hspa", {"-a"}},
     {"hspa", {"-r", "1", "3", "62", "0"}},
-    {"hspa", {"-r", "2", "8", "9750", "1"}},
+    {"hspa", {"-r", "2", "8", "9750", "1"}, nullptr, false, "AT!DAWSSCHAIN"},
     {"hspa", {"-b", "4", "700", "20", "1"}},
-    {"hspa", {"-b", "7", "9400", "20", "1"}},
+    {"hspa", {"-b", "7", "9400", "20", "1"}, nullptr, false, "AT!DASTXON"},
     {"hspa", {"-b", "7", "9400", "20", "0"}},
     {"evdo", {"-i"}},
     {"evdo", {"-t"}},
@@ -304,7 +305,11 @@ TEST_P(FaultSweep, EndsAsRecorded) {
     for (const std::string& line : linesOf(healthy)) {
         block += (block.empty() ? "no fault: " : "    ") + line + "\n";
     }
-    for (const std::string& command : commands) block += outcomesAt(dialogue, command, healthy);
+    bool isDue = false;
+    for (const std::string& command : commands) {
+        isDue = isDue || command.starts_with(dialogue.from);
+        if (isDue) block += outcomesAt(dialogue, command, healthy);
+    }
     const char* mode = std::getenv("TARNWICK_SWEEP");
     if (mode != nullptr && std::string(mode) == "write") {
         std::ofstream(TARNWICK_SWEEP_FILE, std::ios::app) << "== " << nameOf(dialogue) << "\n"
