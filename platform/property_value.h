@@ -50,7 +50,7 @@ const std::uint8_t* DataBytes(Value data);
 Value CreateBoolean(bool boolean);
 // `bytes` holds a number of `type`.
 Value CreateNumber(NumberType type, const void* bytes);
-// Null when `text` is not valid in the encoding. Whoever says kUtf8 gives well-formed UTF-8.
+// Null when `text` is not valid in the encoding, but with kUtf8 it must be.
 Value CreateString(const char* text, Encoding encoding);
 Value CreateData(const std::uint8_t* bytes, std::int64_t length);
 

@@ -5,21 +5,19 @@
 #include "station/text.h"
 
 namespace station {
-namespace {
 
 using std::chrono::milliseconds;
 
-constexpr milliseconds kLate{2500};  // longer than the tool waits before it reads
-constexpr milliseconds kPieces{50};  // from a piece of an answer to a hang-up
-constexpr milliseconds kSplit{700};  // between two pieces: a module's answer is being read by then
+static constexpr milliseconds kLate{2500};  // longer than the tool waits before it reads
+static constexpr milliseconds kPieces{50};  // from a piece of an answer to a hang-up
+static constexpr milliseconds kSplit{
+    700};  // between two pieces: a module's answer is being read by then
 
-std::string allByteValues() {
+static std::string allByteValues() {
     std::string bytes;
     for (int value = 0; value < 256; ++value) bytes.push_back(static_cast<char>(value));
     return bytes + "\r\n";
 }
-
-}  // namespace
 
 bool startsWithIgnoringCase(std::string_view text, std::string_view start) {
     return inCapitals(text).starts_with(inCapitals(start));

@@ -11,16 +11,8 @@
 #include "station/text.h"
 
 namespace station {
+
 namespace {
-
-// The radio takes its time, and whoever switched it does not wait for the answer.
-constexpr std::chrono::milliseconds kSwitching{200};
-
-constexpr int kPlaces = 250;  // in the phonebook
-constexpr int kLargest = 100000000;
-constexpr int kNoBand = 0;
-constexpr std::string_view kPassword = "\"K482\"";
-constexpr std::string_view kError = "ERROR";
 
 // Who takes a command.
 enum class Audience {
@@ -47,8 +39,19 @@ struct SimAnswers {
     std::string_view service;  // the last field of ^SYSINFO
 };
 
+}  // namespace
+
+// The radio takes its time, and whoever switched it does not wait for the answer.
+static constexpr std::chrono::milliseconds kSwitching{200};
+
+static constexpr int kPlaces = 250;  // in the phonebook
+static constexpr int kLargest = 100000000;
+static constexpr int kNoBand = 0;
+static constexpr std::string_view kPassword = "\"K482\"";
+static constexpr std::string_view kError = "ERROR";
+
 // In the order of SimState.
-constexpr SimAnswers kSim[] = {
+static constexpr SimAnswers kSim[] = {
     {"", "", "1"},
     {"+CME ERROR: 10", "+CME ERROR: SIM not inserted", "255"},
     {"+CME ERROR: 11", "+CME ERROR: SIM PIN required", "1"},
@@ -56,7 +59,7 @@ constexpr SimAnswers kSim[] = {
 };
 
 // The integers of "1,2,3"; none when a part is no integer.
-std::vector<int> integers(std::string_view text) {
+static std::vector<int> integers(std::string_view text) {
     std::vector<int> numbers;
     const std::string copy(text);
     const char* next = copy.c_str();
@@ -70,8 +73,6 @@ std::vector<int> integers(std::string_view text) {
         next = end + 1;
     }
 }
-
-}  // namespace
 
 // What commands do besides answering. False makes the answer an ERROR.
 struct Module::Does {

@@ -6,23 +6,22 @@
 #include "station/text.h"
 
 namespace station {
-namespace {
 
-constexpr int kLargestProductId = 0xffff;
-constexpr int kMost = 1000000;
+static constexpr int kLargestProductId = 0xffff;
+static constexpr int kMost = 1000000;
 
-bool consistsOf(std::string_view text, int (*isMember)(int)) {
+static bool consistsOf(std::string_view text, int (*isMember)(int)) {
     return std::ranges::all_of(text, [&](unsigned char byte) { return isMember(byte) != 0; });
 }
 
-std::string esn(std::string_view value) {
+static std::string esn(std::string_view value) {
     if (value.size() != 8 || !consistsOf(value, std::isxdigit)) {
         refuse("not an ESN of 8 hexadecimal digits", value);
     }
     return std::string(value);
 }
 
-std::string imei(std::string_view value) {
+static std::string imei(std::string_view value) {
     if (value.size() < 14 || value.size() > 15 || !consistsOf(value, std::isdigit)) {
         refuse("not an IMEI of 14 digits, with or without a check digit", value);
     }
@@ -34,14 +33,14 @@ std::string imei(std::string_view value) {
 }
 
 // What is printed into an answer: a control character would end a line of it.
-std::string printable(std::string_view value) {
+static std::string printable(std::string_view value) {
     if (!consistsOf(value, [](int byte) { return static_cast<int>(std::iscntrl(byte) == 0); })) {
         refuse("a control character in the value", value);
     }
     return std::string(value);
 }
 
-void takeTemperatures(std::string_view value, ModuleSpec* spec) {
+static void takeTemperatures(std::string_view value, ModuleSpec* spec) {
     constexpr int kColdest = -273;
     const std::size_t slash = value.find('/');
     int* const temperatures = spec->temperatures;
@@ -50,7 +49,7 @@ void takeTemperatures(std::string_view value, ModuleSpec* spec) {
     temperatures[1] = wholeNumber(value.substr(slash + 1), kColdest, kMost);
 }
 
-void takePair(std::string_view name, std::string_view value, ModuleSpec* spec) {
+static void takePair(std::string_view name, std::string_view value, ModuleSpec* spec) {
     if (name == "id") {
         spec->id = spec->isEvdo() ? esn(value) : imei(value);
     } else if (name == "firmware") {
@@ -89,14 +88,12 @@ void takePair(std::string_view name, std::string_view value, ModuleSpec* spec) {
     }
 }
 
-std::uint32_t productIdOf(std::string_view kind) {
+static std::uint32_t productIdOf(std::string_view kind) {
     if (kind == "hspa") return 0x8232;
     if (kind == "evdo") return 0x8222;
     if (kind.find_first_of("0123456789") > 1) refuse("unknown kind of module", kind);
     return static_cast<std::uint32_t>(wholeNumber(kind, 0, kLargestProductId));
 }
-
-}  // namespace
 
 std::string withCheckDigit(std::string_view digits) {
     int sum = 0;

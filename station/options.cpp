@@ -6,6 +6,7 @@
 #include "station/text.h"
 
 namespace station {
+
 namespace {
 
 struct Option {
@@ -16,7 +17,9 @@ struct Option {
     void (*take)(Options& options, const std::string& argument);
 };
 
-constexpr Option kOptions[] = {
+}  // namespace
+
+static constexpr Option kOptions[] = {
     {'m', "module", "SPEC",
      "add a module: hspa, evdo or a product id, then ,key=value\n"
      "                               pairs; may be repeated (default: one hspa module)",
@@ -56,7 +59,7 @@ constexpr Option kOptions[] = {
 };
 
 // The option of that long name, or of that letter when the name is empty.
-const Option* find(std::string_view name, char letter) {
+static const Option* find(std::string_view name, char letter) {
     for (const Option& option : kOptions) {
         if (name.empty() ? option.letter == letter : option.name == name) return &option;
     }
@@ -64,7 +67,7 @@ const Option* find(std::string_view name, char letter) {
 }
 
 // Takes the option at `*index` with its argument, which may be part of the word or the next one.
-void takeOption(int argc, char** argv, int* index, Options* options) {
+static void takeOption(int argc, char** argv, int* index, Options* options) {
     const std::string_view word = argv[*index];
     const bool isLong = word.starts_with("--");
     const std::size_t equals = isLong ? word.find('=') : std::string_view::npos;
@@ -81,8 +84,6 @@ void takeOption(int argc, char** argv, int* index, Options* options) {
     if (++*index >= argc) refuse("the option needs an argument", word);
     option.take(*options, argv[*index]);
 }
-
-}  // namespace
 
 Options parseOptions(int argc, char** argv) {
     Options options;

@@ -5,11 +5,8 @@
 #include <iterator>
 
 namespace station {
-namespace {
 
-constexpr double kPathLoss = 30;           // dB, generator to first receiver
-constexpr double kSecondReceiverLoss = 4;  // dB more
-constexpr double kSaturation = -20;        // dBm
+namespace {
 
 // Channels in a row.
 struct Row {
@@ -20,7 +17,13 @@ struct Row {
     int spacingKhz;
 };
 
-constexpr Row kRows[] = {
+}  // namespace
+
+static constexpr double kPathLoss = 30;           // dB, generator to first receiver
+static constexpr double kSecondReceiverLoss = 4;  // dB more
+static constexpr double kSaturation = -20;        // dBm
+
+static constexpr Row kRows[] = {
     {Radio::kCdma, 0, 0, 799, 870000, 30},         {Radio::kCdma, 0, 991, 1023, 869040, 30},
     {Radio::kCdma, 1, 0, 1200, 1930000, 50},       {Radio::kGsm, 18, 128, 251, 869200, 200},  // 850
     {Radio::kGsm, 10, 0, 124, 935000, 200},                                                   // 900
@@ -33,12 +36,10 @@ constexpr Row kRows[] = {
 };
 
 // In the order of Radio.
-constexpr struct {
+static constexpr struct {
     double halfBandwidthKhz;
     double noiseFloor;  // dBm
 } kReceptions[] = {{1250.0 / 2, -108}, {200.0 / 2, -113}, {5000.0 / 2, -106}};
-
-}  // namespace
 
 std::optional<Channel> channelOf(int band, int number) {
     const auto* row = std::ranges::find_if(kRows, [&](const Row& known) {

@@ -7,26 +7,27 @@
 #include "platform/simulated/capture.h"
 
 namespace station {
-namespace {
 
-constexpr const char* kHead =
+static constexpr const char* kHead =
     "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
     "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" "
     "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n<plist version=\"1.0\">\n";
-constexpr const char* kTail = "</plist>\n";
+static constexpr const char* kTail = "</plist>\n";
 
 // Entries with the same id are one, so each plane has its own ids, and there are none beside a
 // capture: it may be the plane of another station.
-constexpr std::uint64_t kNoIds = 0;
-constexpr std::uint64_t kFirstServiceId = 0x7A0000000;
-constexpr std::uint64_t kFirstDeviceTreeId = 0x7B0000000;
+static constexpr std::uint64_t kNoIds = 0;
+static constexpr std::uint64_t kFirstServiceId = 0x7A0000000;
+static constexpr std::uint64_t kFirstDeviceTreeId = 0x7B0000000;
 
-std::string key(const std::string& name, const std::string& value) {
+static std::string key(const std::string& name, const std::string& value) {
     return "<key>" + name + "</key><string>" + value + "</string>\n";
 }
-std::string key(const std::string& name, std::uint64_t value) {
+static std::string key(const std::string& name, std::uint64_t value) {
     return "<key>" + name + "</key><integer>" + std::to_string(value) + "</integer>\n";
 }
+
+namespace {
 
 // Writes entries, with ids from the first one on if there is one.
 class Writer {

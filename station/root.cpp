@@ -19,15 +19,14 @@
 #include "station/text.h"
 
 namespace station {
-namespace {
 
 namespace fs = std::filesystem;
 
-constexpr fs::perms kOpenToAll{0755};
+static constexpr fs::perms kOpenToAll{0755};
 
 // The driver tools keep the driver's state in a file, which the station watches; so they work, and
 // end, whether the station still runs or not.
-constexpr std::string_view kKextstat = R"(#!/bin/sh
+static constexpr std::string_view kKextstat = R"(#!/bin/sh
 # Lists the loaded kernel extensions.
 echo 'Index Refs Address            Size       Wired      Name (Version) <Linked Against>
     1   92 0xffffff7f80a3d000 0x10e0     0x10e0     com.apple.kpi.bsd (20.6.0)
@@ -37,7 +36,7 @@ read -r state <"${0%/usr/sbin/*}/state/driver"
     echo '  141    0 0xffffff7f83a51000 0xb000     0xb000     com.tarnwick.driver.KeyspanUSAdriver (2.6.1) <23 5>'
 )";
 
-constexpr std::string_view kKextload = R"(#!/bin/sh
+static constexpr std::string_view kKextload = R"(#!/bin/sh
 # Loads the adapter's driver.
 state=${0%/sbin/*}/state/driver
 case $1 in
@@ -50,7 +49,7 @@ esac
 echo loaded=yes >"$state.$$" && mv "$state.$$" "$state"
 )";
 
-constexpr std::string_view kKextunload = R"(#!/bin/sh
+static constexpr std::string_view kKextunload = R"(#!/bin/sh
 # Unloads the adapter's driver; the adapter's node goes with it.
 root=${0%/sbin/*}
 read -r state <"$root/state/driver"
@@ -62,15 +61,13 @@ echo loaded=no >"$root/state/driver.$$" && mv "$root/state/driver.$$" "$root/sta
 rm -f "$root/dev/tty.KeySerial1"
 )";
 
-std::string makeTemporary() {
+static std::string makeTemporary() {
     const char* base = getenv("TMPDIR");
     if (base == nullptr || *base == '\0') base = "/tmp";
     std::string pattern = std::string(base) + "/tarnwick-station.XXXXXX";
     if (mkdtemp(pattern.data()) == nullptr) fail(pattern);
     return pattern;
 }
-
-}  // namespace
 
 Root::Root(const std::string& directory) : temporary_(directory.empty()) {
     const bool made = temporary_ || fs::create_directories(directory);

@@ -9,23 +9,23 @@
 #include "station/text.h"
 
 namespace station {
-namespace {
 
-constexpr std::size_t kErrorQueueSize = 16;
-constexpr std::string_view kCommon = " *RST *CLS *IDN? *OPC? *ESR? SYST:ERR? ";  // no settings
+static constexpr std::size_t kErrorQueueSize = 16;
+static constexpr std::string_view kCommon =
+    " *RST *CLS *IDN? *OPC? *ESR? SYST:ERR? ";  // no settings
 
 // Words with their short forms, which are the names that this file uses.
-const std::map<std::string_view, std::string_view> kShortForms = {
+static const std::map<std::string_view, std::string_view> kShortForms = {
     {"FREQUENCY", "FREQ"}, {"POWER", "POW"},  {"LEVEL", "LEV"},   {"FIXED", "FIX"},
     {"OUTPUT", "OUTP"},    {"STATE", "STAT"}, {"SOURCE", "SOUR"}, {"SYSTEM", "SYST"},
     {"DISPLAY", "DISP"},   {"UPDATE", "UPD"}, {"ERROR", "ERR"},
 };
 
-const std::map<std::string_view, double> kUnits = {
+static const std::map<std::string_view, double> kUnits = {
     {"HZ", 1}, {"KHZ", 1e3}, {"MHZ", 1e6}, {"GHZ", 1e9}, {"DBM", 1}};
 
 // The next part of `text` up to `separator`, which is taken off it, without blanks around it.
-std::string takePart(std::string_view* text, char separator) {
+static std::string takePart(std::string_view* text, char separator) {
     const std::size_t end = text->find(separator);
     std::string_view part = text->substr(0, end);
     *text = end == std::string_view::npos ? "" : text->substr(end + 1);
@@ -35,7 +35,7 @@ std::string takePart(std::string_view* text, char separator) {
 }
 
 // In capitals and short: "output1" is "OUTP".
-std::string shortForm(std::string_view text) {
+static std::string shortForm(std::string_view text) {
     std::string word = inCapitals(text);
     if (word.size() > 1 && word.back() == '1') word.pop_back();
     const auto known = kShortForms.find(word);
@@ -43,7 +43,7 @@ std::string shortForm(std::string_view text) {
 }
 
 // The header with its optional words settled: ":source:power?" is "POW:LEV?".
-std::string headerOf(std::string_view text) {
+static std::string headerOf(std::string_view text) {
     const bool isQuery = text.ends_with('?');
     if (isQuery) text.remove_suffix(1);
     if (text.starts_with(':')) text.remove_prefix(1);
@@ -54,8 +54,6 @@ std::string headerOf(std::string_view text) {
     if (header == "OUTP") header += ":STAT";
     return isQuery ? header + "?" : header;
 }
-
-}  // namespace
 
 SignalGenerator::SignalGenerator(RfField* field) : field_(field) {
     reset();

@@ -23,17 +23,19 @@
 #include "station/text.h"
 
 namespace station {
-namespace {
 
-constexpr const char* kAdapter = "tty.KeySerial1";
-constexpr std::chrono::milliseconds kAdapterDelay{1500};  // from the driver's load to the node
-constexpr std::chrono::milliseconds kLookAround{20};      // where the host cannot tell of changes
-constexpr std::chrono::milliseconds kRootCheck{1000};     // a root that is moved away tells nobody
+static constexpr const char* kAdapter = "tty.KeySerial1";
+static constexpr std::chrono::milliseconds kAdapterDelay{
+    1500};  // from the driver's load to the node
+static constexpr std::chrono::milliseconds kLookAround{
+    20};  // where the host cannot tell of changes
+static constexpr std::chrono::milliseconds kRootCheck{
+    1000};  // a root that is moved away tells nobody
 
 // Signals and the end of the command wake the loop through a pipe.
-int signalPipe[2] = {-1, -1};
+static int signalPipe[2] = {-1, -1};
 
-void onSignal(int signal) {
+static void onSignal(int signal) {
     const int saved = errno;
     const char byte = static_cast<char>(signal);
     [[maybe_unused]] const ssize_t written = write(signalPipe[1], &byte, 1);
@@ -41,26 +43,24 @@ void onSignal(int signal) {
 }
 
 // As a word of a shell.
-std::string quoted(const std::string& text) {
+static std::string quoted(const std::string& text) {
     std::string word = "'";
     for (const char letter : text) word += letter == '\'' ? "'\\''" : std::string(1, letter);
     return word + "'";
 }
 
-std::string absolute(const std::string& path) {
+static std::string absolute(const std::string& path) {
     return std::filesystem::absolute(path).string();
 }
 
-std::chrono::milliseconds scaled(std::chrono::milliseconds delay, double scale) {
+static std::chrono::milliseconds scaled(std::chrono::milliseconds delay, double scale) {
     constexpr std::chrono::milliseconds kLeast{1};
     return std::max(kLeast, std::chrono::duration_cast<std::chrono::milliseconds>(delay * scale));
 }
 
-void complain(const char* sentence) {
+static void complain(const char* sentence) {
     fprintf(stderr, "tarnwick-station: %s\n", sentence);
 }
-
-}  // namespace
 
 SignalCatcher::SignalCatcher() {
     if (pipe(signalPipe) == -1) fail("pipe");

@@ -15,7 +15,7 @@
 
 namespace station {
 
-// From here on signals wake the station's loop, whose work outlives none of them.
+// Once it is constructed, signals wake the station's loop instead of ending the program.
 struct SignalCatcher {
     SignalCatcher();
 };

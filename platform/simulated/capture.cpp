@@ -122,7 +122,7 @@ class Reader {
         refuse("line " + std::to_string(lineOf(parser_)) + ": " + problem);
     }
 
-    // What people take for captures and what is easily made one.
+    // Files that people take for captures, and files that are easily made captures.
     void recognise(const std::string& head) {
         if (head.empty()) refuse("empty; take the capture with ioreg -a -l");
         if (head.compare(0, 6, "bplist") == 0) {
@@ -238,7 +238,7 @@ class Reader {
         }
     }
 
-    // A key or a value of an entry; its text ends the texts.
+    // The end of an entry's key or value, whose text stands last in the model's texts.
     void endLeaf(Level* level) {
         model_->texts.push_back('\0');
         if (leaf_ != kKey) return endValue(level, leaf_);

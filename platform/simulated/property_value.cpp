@@ -8,10 +8,10 @@
 
 #include "platform/simulated/simulated_values.h"
 
-namespace {
+static constexpr std::uint32_t kAlive = 0x56414c55;
+static constexpr std::uint32_t kDead = 0xdeadda7a;
 
-constexpr std::uint32_t kAlive = 0x56414c55;
-constexpr std::uint32_t kDead = 0xdeadda7a;
+namespace {
 
 struct Node {
     std::uint32_t mark = kAlive;
@@ -25,10 +25,12 @@ struct Node {
     std::vector<std::uint8_t> data;
 };
 
-std::size_t liveValues = 0;
+}  // namespace
+
+static std::size_t liveValues = 0;
 
 // A stale reference is a bug in whoever holds it, so it ends the program where it shows.
-Node* nodeOf(property::Value value) {
+static Node* nodeOf(property::Value value) {
     auto* node = static_cast<Node*>(const_cast<void*>(value));
     if (node->mark != kAlive) {
         fputs("simulated registry: use of a property value that has been released\n", stderr);
@@ -37,7 +39,7 @@ Node* nodeOf(property::Value value) {
     return node;
 }
 
-Node* newNode(property::Kind kind) {
+static Node* newNode(property::Kind kind) {
     auto* node = new Node;
     node->kind = kind;
     ++liveValues;
@@ -45,13 +47,14 @@ Node* newNode(property::Kind kind) {
 }
 
 // UTF-8 continues a character with bytes from 0x80 to 0xBF.
-bool isContinuation(char byte) {
+static bool isContinuation(char byte) {
     return (static_cast<unsigned char>(byte) & 0xC0) == 0x80;
 }
 
 // The first bytes of the text, at most `size` of them, that are whole characters of the encoding:
 // beyond ASCII there are none here but in UTF-8.
-std::size_t convertible(const std::string& text, std::size_t size, property::Encoding encoding) {
+static std::size_t convertible(const std::string& text, std::size_t size,
+                               property::Encoding encoding) {
     std::size_t length = 0;
     while (length < text.size() &&
            (encoding == property::kUtf8 || static_cast<unsigned char>(text[length]) < 0x80)) {
@@ -63,7 +66,7 @@ std::size_t convertible(const std::string& text, std::size_t size, property::Enc
 }
 
 // 0 for a type that there is not.
-std::size_t widthOf(property::NumberType type) {
+static std::size_t widthOf(property::NumberType type) {
     switch (type) {
         case property::kInt32:
             return 4;
@@ -75,8 +78,6 @@ std::size_t widthOf(property::NumberType type) {
     }
     return 0;
 }
-
-}  // namespace
 
 namespace property {
 
@@ -123,7 +124,7 @@ bool GetNumber(Value number, NumberType type, void* out) {
 std::int64_t StringLength(Value string) {
     std::int64_t units = 0;
     for (const char byte : nodeOf(string)->text) {
-        // UTF-16 takes two units for what UTF-8 takes four bytes for.
+        // A character of four bytes in UTF-8 is one of two units in UTF-16.
         if (!isContinuation(byte)) units += static_cast<unsigned char>(byte) >= 0xF0 ? 2 : 1;
     }
     return units;

@@ -65,13 +65,14 @@ struct Model {
     std::uint64_t bytesRead = 0;  // from captures
 };
 
-// The plane's index; it comes to be if need be.
+// The plane's index. Makes the plane when there is none of that name.
 std::uint32_t planeIndex(Model* model, const char* name);
 
 // Appends a new entry to the plane behind `parent`'s children and returns its node.
 std::uint32_t appendNode(Model* model, std::uint32_t plane, std::uint32_t parent);
 
-// Makes each of the plane's nodes from `first` on a place of the entry that has its id already.
+// Finds the entries that are one: a node from `first` on whose entry's id an earlier entry has
+// becomes a place of that one.
 void settleNodes(Model* model, std::uint32_t plane, std::uint32_t first);
 
 // Fills the plane from a capture, behind what is there. False with a sentence in `problem` when the

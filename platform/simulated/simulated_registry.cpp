@@ -13,12 +13,12 @@
 #include "platform/simulated/station_root.h"
 
 namespace simulated {
-namespace {
+static constexpr std::int32_t kIOReturnError = static_cast<std::int32_t>(0xe00002bc);
+static constexpr std::int32_t kIOReturnBadArgument = static_cast<std::int32_t>(0xe00002c2);
+static constexpr registry::Object kIteratorBit = 0x80000000;
+static constexpr std::uint32_t kServicePlaneIndex = 0;
 
-constexpr std::int32_t kIOReturnError = static_cast<std::int32_t>(0xe00002bc);
-constexpr std::int32_t kIOReturnBadArgument = static_cast<std::int32_t>(0xe00002c2);
-constexpr registry::Object kIteratorBit = 0x80000000;
-constexpr std::uint32_t kServicePlaneIndex = 0;
+namespace {
 
 enum class Wanted { kAll, kClass, kName };
 
@@ -56,18 +56,20 @@ struct Registry {
     std::size_t misuses = 0;
 };
 
+}  // namespace
+
 // Never destroyed: giving back every entry of a large capture takes time when the program ends.
-Registry& reg() {
+static Registry& reg() {
     static auto* const registry = new Registry;
     return *registry;
 }
 
-const char* textAt(Text text) {
+static const char* textAt(Text text) {
     return &reg().model.texts[text];
 }
 
 // The fault's code when the call is to fail now.
-std::int32_t failing(Call call) {
+static std::int32_t failing(Call call) {
     Fault& fault = reg().faults[static_cast<int>(call)];
     if (fault.code == registry::kSuccess) return registry::kSuccess;
     if (fault.passes == 0) return fault.code;
@@ -75,19 +77,19 @@ std::int32_t failing(Call call) {
     return registry::kSuccess;
 }
 
-bool loadFile(std::uint32_t plane, const std::string& path) {
+static bool loadFile(std::uint32_t plane, const std::string& path) {
     std::string problem;
     if (loadCapture(&reg().model, plane, path, &problem)) return true;
     fprintf(stderr, "%s\n", problem.c_str());
     return false;
 }
 
-int byName(const dirent** one, const dirent** other) {
+static int byName(const dirent** one, const dirent** other) {
     return strcmp((*one)->d_name, (*other)->d_name);
 }
 
 // PLANE.plist and then every PLANE-*.plist, in the order of their names.
-bool loadPlane(const char* name, bool optional) {
+static bool loadPlane(const char* name, bool optional) {
     const std::string folder = stationRoot() + std::string("/ioregistry/");
     const std::uint32_t plane = planeIndex(&reg().model, name);
     const std::string first = folder + name + ".plist";
@@ -108,7 +110,7 @@ bool loadPlane(const char* name, bool optional) {
     return loaded;
 }
 
-bool loadServices() {
+static bool loadServices() {
     Registry& registry = reg();
     if (!registry.ownRegistry && !registry.servicesLoaded && stationRoot() != nullptr) {
         registry.servicesLoaded = true;
@@ -118,7 +120,7 @@ bool loadServices() {
 }
 
 // The plane's index, or -1. The device tree is read when it is asked for.
-int findPlane(const char* name) {
+static int findPlane(const char* name) {
     Registry& registry = reg();
     if (!registry.ownRegistry && !registry.deviceTreeLoaded && stationRoot() != nullptr &&
         strcmp(name, registry::kDeviceTreePlane) == 0) {
@@ -131,12 +133,12 @@ int findPlane(const char* name) {
     return -1;
 }
 
-void misuse(const char* what, registry::Object object) {
+static void misuse(const char* what, registry::Object object) {
     ++reg().misuses;
     fprintf(stderr, "simulated registry: %s 0x%x\n", what, object);
 }
 
-EntryRecord* entryOf(registry::Object object) {
+static EntryRecord* entryOf(registry::Object object) {
     Registry& registry = reg();
     const std::size_t index = std::size_t{object} - 1;
     if (object == 0 || index >= registry.model.entries.size() ||
@@ -147,7 +149,7 @@ EntryRecord* entryOf(registry::Object object) {
     return &registry.model.entries[index];
 }
 
-Iterator* iteratorOf(registry::Object object) {
+static Iterator* iteratorOf(registry::Object object) {
     Registry& registry = reg();
     const std::size_t index = object & ~kIteratorBit;
     if ((object & kIteratorBit) == 0 || index >= registry.iterators.size() ||
@@ -158,13 +160,13 @@ Iterator* iteratorOf(registry::Object object) {
     return &registry.iterators[index];
 }
 
-registry::Object handOutEntry(std::uint32_t entry) {
+static registry::Object handOutEntry(std::uint32_t entry) {
     ++reg().model.entries[entry].references;
     ++reg().liveObjects;
     return entry + 1;
 }
 
-registry::Object handOutIterator(Iterator iterator) {
+static registry::Object handOutIterator(Iterator iterator) {
     Registry& registry = reg();
     std::size_t index = 0;
     while (index < registry.iterators.size() && registry.iterators[index].references > 0) ++index;
@@ -176,7 +178,7 @@ registry::Object handOutIterator(Iterator iterator) {
 }
 
 // The node behind `node` in a walk that does not go below it when `isLeaf`, or kNone.
-std::uint32_t nodeAfter(const Plane& plane, std::uint32_t node, bool isLeaf) {
+static std::uint32_t nodeAfter(const Plane& plane, std::uint32_t node, bool isLeaf) {
     if (!isLeaf && plane.nodes[node].firstChild != kNone) return plane.nodes[node].firstChild;
     while (node != kNone && plane.nodes[node].nextSibling == kNone) {
         node = plane.nodes[node].parent;
@@ -185,7 +187,7 @@ std::uint32_t nodeAfter(const Plane& plane, std::uint32_t node, bool isLeaf) {
 }
 
 // A walk hands out an entry at each of its places; a match, once.
-bool isWanted(const Iterator& iterator, const PlaneNode& node) {
+static bool isWanted(const Iterator& iterator, const PlaneNode& node) {
     if (iterator.wanted == Wanted::kAll) return true;
     const EntryRecord& entry = reg().model.entries[node.entry];
     const Text text = iterator.wanted == Wanted::kName ? entry.name : entry.className;
@@ -193,13 +195,14 @@ bool isWanted(const Iterator& iterator, const PlaneNode& node) {
 }
 
 // Whether the component of a path, "name" or "name@location", names the node.
-bool isNamed(const PlaneNode& node, const std::string& component) {
+static bool isNamed(const PlaneNode& node, const std::string& component) {
     const std::string name = textAt(node.name);
     return component == name ||
            (node.location != 0 && component == name + "@" + textAt(node.location));
 }
 
-std::uint32_t findChild(const Plane& plane, std::uint32_t parent, const std::string& component) {
+static std::uint32_t findChild(const Plane& plane, std::uint32_t parent,
+                               const std::string& component) {
     std::uint32_t child = plane.nodes[parent].firstChild;
     while (child != kNone && !isNamed(plane.nodes[child], component)) {
         child = plane.nodes[child].nextSibling;
@@ -207,13 +210,11 @@ std::uint32_t findChild(const Plane& plane, std::uint32_t parent, const std::str
     return child;
 }
 
-Text addText(Model* model, const std::string& text) {
+static Text addText(Model* model, const std::string& text) {
     const auto place = static_cast<Text>(model->texts.size());
     model->texts.append(text.c_str(), text.size() + 1);
     return place;
 }
-
-}  // namespace
 
 Model::Model() : entries(1), texts(1, '\0') {
     entries[0].name = addText(this, "Root");

@@ -26,8 +26,8 @@ struct EntryDescription {
 using Entry = std::size_t;
 constexpr Entry kRoot = static_cast<Entry>(-1);
 
-// Adds a child of `parent` (kRoot: the plane's root) to the plane, which comes to be if need be.
-// `parent` must be in the plane.
+// Adds a child of `parent` (kRoot: the plane's root) to the plane, and makes the plane if it is
+// new. `parent` must be in the plane.
 Entry AddEntry(const char* plane, Entry parent, const EntryDescription& description);
 
 // Takes over the reference to `value`.

@@ -38,9 +38,9 @@ TEST(Radio, ALevelReachesOnlyATunedReceiver) {
                  {true, 881.69e6, -50, 1, -80},  {true, 881.71e6, -50, 1, -113},
                  {false, 881.6e6, -50, 1, -113}, {true, 881.6e6, -130, 1, -113},
                  {true, 881.6e6, 25, 1, -20}};
-    for (const auto& example : cases) {
-        const RfField field{example.output, example.frequencyHz, example.levelDbm};
-        EXPECT_EQ(receivedLevel(field, gsm, example.receiver, 0), example.reading);
+    for (const auto& testCase : cases) {
+        const RfField field{testCase.output, testCase.frequencyHz, testCase.levelDbm};
+        EXPECT_EQ(receivedLevel(field, gsm, testCase.receiver, 0), testCase.reading);
     }
 }
 
