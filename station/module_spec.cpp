@@ -25,7 +25,7 @@ static std::string imei(std::string_view value) {
     if (value.size() < 14 || value.size() > 15 || !consistsOf(value, std::isdigit)) {
         refuse("not an IMEI of 14 digits, with or without a check digit", value);
     }
-    const std::string whole = withCheckDigit(value.substr(0, 14));
+    std::string whole = withCheckDigit(value.substr(0, 14));
     if (value.size() == 15 && whole != value) {
         refuse(std::string("the IMEI's check digit should be ") + whole.back(), value);
     }
