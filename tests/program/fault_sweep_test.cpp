@@ -40,7 +40,10 @@ struct Dialogue {
     const char* from = "";         // the first that fails: earlier ones fail in another dialogue
 };
 
+// The longest first.
 const Dialogue kDialogues[] = {
+    {"evdo", {"-s", "1", "1", "25", "-50", "0"}, "", true},
+    {"evdo", {"-c"}, "*RST", true},
     {"hspa", {"-e"}},
     {"hspa", {"-i"}},
     {"hspa", {"-k"}},
@@ -60,8 +63,6 @@ const Dialogue kDialogues[] = {
     {"evdo,asleep=yes", {"-t"}},
     {"evdo", {"-r", "2", "1", "25", "1"}},
     {"evdo", {"-b", "0", "25", "20", "0"}},
-    {"evdo", {"-c"}, "*RST", true},
-    {"evdo", {"-s", "1", "1", "25", "-50", "0"}, "", true},
 };
 
 const Words kKinds = {"error",  "garbage", "late",       "split",
