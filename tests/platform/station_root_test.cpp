@@ -27,7 +27,7 @@ std::string repeated(int count, const std::string& text) {
     return result;
 }
 
-// What runs once in a program, as the reading of a root does, is looked at by children.
+// A program reads its root once, so each root is looked at by a child of its own.
 class StationRoot : public testing::Test {
   protected:
     void SetUp() override {
@@ -43,8 +43,8 @@ class StationRoot : public testing::Test {
     void write(const fs::path& file, const std::string& text) const {
         std::ofstream(root / file, std::ios::binary) << text;
     }
-    // What a child says on standard error, without the folder of the captures, and how it ended if
-    // not well.
+    // What `look`, run in a child, says on standard error, the folder of the captures taken out;
+    // and how the child ended, unless it ended well.
     std::string said(const std::function<void()>& look) const {
         const pid_t child = fork();
         if (child == 0) {

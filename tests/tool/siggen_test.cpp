@@ -16,7 +16,7 @@ const std::string kDriver = " \"/Brek/Runtime_Files/Kexts/KeyspanUSAdriver.kext\
 const std::string kLoad = "/sbin/kextload" + kDriver + "/tmp/kextload.log 2>&1";
 const std::string kUnload = "/sbin/kextunload" + kDriver + "/tmp/kextunload.log 2>&1";
 
-// What a buffer holds that nobody has cleared.
+// A buffer that nobody clears shows what stood on the stack before.
 [[gnu::noinline]] void dirtyStack() {
     volatile char bytes[1 << 14];
     for (volatile char& byte : bytes) byte = 'x';
