@@ -129,9 +129,11 @@ TEST_F(DeviceTree, RefusesWhatDoesNotConvert) {
     const property::Value large = data("12345");
     EXPECT_EQ(DT_ConvertCFTypeRefToValue(large, buffer, &size), kDTBadArgument);
     EXPECT_EQ(DT_ConvertCFTypeRefToValue(large, nullptr, &size), kDTBadArgument);
-    size = 0;
-    EXPECT_EQ(DT_ConvertCFTypeRefToValue(large, buffer, &size), kDTBadArgument);
     property::Release(large);
+    const property::Value empty = data("");
+    size = 0;
+    EXPECT_EQ(DT_ConvertCFTypeRefToValue(empty, buffer, &size), kDTBadArgument);
+    property::Release(empty);
 }
 
 TEST_F(DeviceTree, TellsHowAPropertyIsMissed) {

@@ -38,7 +38,7 @@ void addPort(const char* callout) {
 
 void fillTwoModules() {
     simulated::ClearRegistry();
-    addPort("/dev/cu.Bluetooth");
+    addPort("/dev/cu.wwanCNTL19");
     addPort("/dev/cu.wwanCMD19");
     add(kPort, "", nullptr);
     add(kSupport, "", nullptr);  // without an id: the next service's goes to the next port

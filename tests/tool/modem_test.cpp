@@ -115,6 +115,12 @@ TEST(Number, IsTakenAsStationsKnowIt) {
     }
 }
 
+TEST(Power, IsSwitchedOnByAnyStateButZero) {
+    const OperationRun run =
+        runOperation(0x8231, answering({}), [](const char* tty) { return SetPowerState(tty, 7); });
+    EXPECT_EQ(run.wire, "AT+CFUN=1");
+}
+
 // The report of a second try would be a second failure to a script.
 TEST(Session, ReportsAFailedCloseOnce) {
     Text text = {};
