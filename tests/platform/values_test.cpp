@@ -14,6 +14,7 @@ TEST(Values, NumbersRefuseLoss) {
     const double real = 2.5;
     const std::int32_t small = -5;
     const double infinite = INFINITY;
+    const double justTooWide = 9223372036854775808.0;
     const struct {
         Value number;
         std::int64_t size;
@@ -22,6 +23,7 @@ TEST(Values, NumbersRefuseLoss) {
     } cases[] = {{CreateNumber(kInt64, &wide), 8, false, true},
                  {CreateNumber(kFloat64, &real), 8, false, false},
                  {CreateNumber(kFloat64, &infinite), 8, false, false},
+                 {CreateNumber(kFloat64, &justTooWide), 8, false, false},
                  {CreateNumber(kInt32, &small), 4, true, true}};
     for (const auto& testCase : cases) {
         std::int32_t narrow = 0;
