@@ -31,8 +31,10 @@ std::string format(const char* pattern, Values... values) {
 }
 
 inline std::string inCapitals(std::string_view text) {
-    std::string capitals;
-    for (const unsigned char byte : text) capitals += static_cast<char>(std::toupper(byte));
+    std::string capitals(text);
+    for (char& byte : capitals) {
+        byte = static_cast<char>(std::toupper(static_cast<unsigned char>(byte)));
+    }
     return capitals;
 }
 
