@@ -53,15 +53,12 @@ Clock::duration Line::scaled(std::chrono::duration<double> delay) const {
 }
 
 Clock::time_point Line::nextChatter() const {
-    constexpr Clock::duration kLeast = std::chrono::milliseconds{1};
-    return Clock::now() +
-           std::max(kLeast, scaled(std::chrono::duration<double>(settings_.chatter)));
+    const std::chrono::duration<double> seconds(settings_.chatter);
+    return Clock::now() + std::max<Clock::duration>(std::chrono::milliseconds{1}, scaled(seconds));
 }
 
-std::optional<Clock::time_point> Line::nextDue() const {
-    if (pending_.empty()) return chatterDue_;
-    const Clock::time_point due = pending_.front().due;
-    return chatterDue_ ? std::min(due, *chatterDue_) : due;
+Clock::time_point Line::nextDue() const {
+    return pending_.empty() ? chatterDue_ : std::min(chatterDue_, pending_.begin()->first);
 }
 
 bool Line::receive() {
@@ -99,15 +96,15 @@ void Line::take(std::string_view line) {
     note('>', line);
     taken_ = true;
     // Whoever sends a command has stopped waiting for earlier answers.
-    std::erase_if(pending_, [](const Pending& step) { return !step.answer.hangUp; });
-    std::vector<Answer> answers = receiveWithFault(settings_.fault, instrument_.get(), line);
+    std::erase_if(pending_, [](const auto& step) { return !step.second.hangUp; });
+    const std::vector<Answer> answers = receiveWithFault(settings_.fault, instrument_.get(), line);
     if (!answers.empty() && answers.front().hangUp) incoming_.clear();  // nobody hears the rest
     Clock::time_point due = Clock::now();
-    for (Answer& answer : answers) {
+    for (const Answer& answer : answers) {
         due += scaled(answer.delay);
-        pending_.push_back({due, std::move(answer)});
+        pending_.emplace(due, answer);
     }
-    if (settings_.chatter > 0 && !chatterDue_) chatterDue_ = nextChatter();
+    if (settings_.chatter > 0 && chatterDue_ == kNever) chatterDue_ = nextChatter();
 }
 
 // What does not fit is lost, as on a real line that nobody reads.
@@ -118,13 +115,12 @@ void Line::write(std::string_view bytes) {
 }
 
 void Line::advance(Clock::time_point now) {
-    while (!pending_.empty() && pending_.front().due <= now) {
-        const Answer answer = std::move(pending_.front().answer);
-        pending_.pop_front();
+    while (!pending_.empty() && pending_.begin()->first <= now) {
+        const Answer answer = pending_.extract(pending_.begin()).mapped();
         write(answer.bytes);
         if (answer.hangUp) return hangUp();
     }
-    if (!chatterDue_ || *chatterDue_ > now) return;
+    if (chatterDue_ > now) return;
     write(kChatter);
     chatterDue_ = nextChatter();
 }
@@ -132,7 +128,7 @@ void Line::advance(Clock::time_point now) {
 void Line::dropTraffic() {
     incoming_.clear();
     pending_.clear();
-    chatterDue_.reset();
+    chatterDue_ = kNever;
 }
 
 void Line::endTenure() {

@@ -1,21 +1,20 @@
 #pragma once
 
 #include <chrono>
-#include <deque>
 #include <functional>
+#include <map>
 #include <memory>
-#include <optional>
 #include <string>
 #include <string_view>
 
 #include "station/descriptor.h"
-#include "station/fault.h"
 #include "station/instrument.h"
 #include "station/transcript.h"
 
 namespace station {
 
 using Clock = std::chrono::steady_clock;
+constexpr Clock::time_point kNever = Clock::time_point::max();
 
 // What a line is besides its instrument.
 struct LineSettings {
@@ -48,7 +47,7 @@ class Line {
     const std::string& name() const { return settings_.name; }
     const Instrument& instrument() const { return *instrument_; }
     int masterDescriptor() const { return pty_.master.get(); }
-    std::optional<Clock::time_point> nextDue() const;
+    Clock::time_point nextDue() const;
 
     // Hands what users have written to the instrument, and ends their tenure if they have gone.
     // True when the instrument has taken a command.
@@ -63,10 +62,6 @@ class Line {
         // Some hosts report the end of a pty that nobody has opened yet. There it counts once
         // something was read.
         bool endCounts;
-    };
-    struct Pending {
-        Clock::time_point due;
-        Answer answer;
     };
     static Pty openPty();
     bool read();
@@ -86,8 +81,8 @@ class Line {
     Pty pty_;
     bool taken_ = false;  // a command, since receive() was called
     std::string incoming_;
-    std::deque<Pending> pending_;
-    std::optional<Clock::time_point> chatterDue_;
+    std::multimap<Clock::time_point, Answer> pending_;  // by when they are due
+    Clock::time_point chatterDue_ = kNever;
 };
 
 }  // namespace station

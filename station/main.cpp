@@ -15,19 +15,20 @@ static void occupyStandardStreams() {
     if (fd > STDERR_FILENO) close(fd);
 }
 
-int main(int argc, char** argv) {
+int main(int, char** argv) {
     constexpr int kUsageStatus = 2;
     occupyStandardStreams();
     try {
-        const station::Options options = station::parseOptions(argc, argv);
+        const station::Options options = station::parseOptions(argv + 1);
         if (options.help) {
-            fputs(station::helpText().c_str(), stdout);
+            fputs(station::kHelp, stdout);
             return 0;
         }
         if (options.version) {
             puts("tarnwick-station 29.0");
             return 0;
         }
+        station::catchSignals();
         return station::Station(options).serve();
     } catch (const std::invalid_argument& error) {
         fprintf(stderr, "tarnwick-station: %s\nTry 'tarnwick-station --help'.\n", error.what());

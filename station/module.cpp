@@ -3,10 +3,8 @@
 #include <algorithm>
 #include <cctype>
 #include <cstdio>
-#include <cstdlib>
-#include <iterator>
+#include <sstream>
 #include <type_traits>
-#include <utility>
 
 #include "station/text.h"
 
@@ -14,18 +12,9 @@ namespace station {
 
 namespace {
 
-// Who takes a command.
-enum class Audience {
-    kBoth,
-    kEvdo,
-    kAsleep,  // an EVDO module that sleeps
-    kHspa,
-    kCard,         // with a SIM that can be read
-    kOpenCard,     // and needs no PIN
-    kDiagnostics,  // after the password
-    kTestMode,
-};
-using enum Audience;
+// Who takes a command: modules of a family; an EVDO one that sleeps; an HSPA one with a SIM that
+// can be read, or that needs no PIN either, after the password, or in test mode.
+enum Audience { kBoth, kEvdo, kAsleep, kHspa, kCard, kOpenCard, kDiagnostics, kTestMode };
 
 // What the arguments must be: so many integers, the first from 0 to `most` if that is given. No
 // integers: anything goes.
@@ -34,24 +23,20 @@ struct Numbers {
     int most = -1;
 };
 
-struct SimAnswers {
-    std::string_view numeric, verbose;
-    std::string_view service;  // the last field of ^SYSINFO
-};
-
 }  // namespace
 
 // The radio takes its time, and whoever switched it does not wait for the answer.
 static constexpr std::chrono::milliseconds kSwitching{200};
 
 static constexpr int kPlaces = 250;  // in the phonebook
-static constexpr int kLargest = 100000000;
 static constexpr int kNoBand = 0;
 static constexpr std::string_view kPassword = "\"K482\"";
 static constexpr std::string_view kError = "ERROR";
 
-// In the order of SimState.
-static constexpr SimAnswers kSim[] = {
+// In the order of SimState; `service` is the last field of ^SYSINFO.
+static constexpr struct {
+    std::string_view numeric, verbose, service;
+} kSim[] = {
     {"", "", "1"},
     {"+CME ERROR: 10", "+CME ERROR: SIM not inserted", "255"},
     {"+CME ERROR: 11", "+CME ERROR: SIM PIN required", "1"},
@@ -59,19 +44,12 @@ static constexpr SimAnswers kSim[] = {
 };
 
 // The integers of "1,2,3"; none when a part is no integer.
-static std::vector<int> integers(std::string_view text) {
+static std::vector<int> integers(const std::string& text) {
     std::vector<int> numbers;
-    const std::string copy(text);
-    const char* next = copy.c_str();
-    for (;;) {
-        char* end = nullptr;
-        const long number = std::strtol(next, &end, 10);
-        if (end == next || number < -kLargest || number > kLargest) return {};
-        numbers.push_back(static_cast<int>(number));
-        if (*end == '\0') return numbers;
-        if (*end != ',') return {};
-        next = end + 1;
-    }
+    std::istringstream parts(text + ",");
+    char comma = 0;
+    for (int number = 0; parts >> number >> comma && comma == ',';) numbers.push_back(number);
+    return parts.eof() ? numbers : std::vector<int>();
 }
 
 // What commands do besides answering. False makes the answer an ERROR.
@@ -89,7 +67,10 @@ struct Module::Does {
         return true;
     }
     static bool restoreProfile(Module& module, Call&) {
-        module.restoreProfile();
+        module.echo_ = module.spec_.echo;
+        module.words_ = true;
+        module.quiet_ = false;
+        module.errorReports_ = 1;
         return true;
     }
     static bool tuneToCdma(Module& module, Call& call) {
@@ -124,7 +105,7 @@ struct Module::Does {
     }
     template <Radio radio>
     static bool measure(Module& module, Call& call) {
-        module.receiver_ = radio == Radio::kWcdma ? call.numbers[2] + 1 : 1;
+        module.receiver_ = radio == Radio::kWcdma && call.numbers[2] == 1 ? 2 : 1;
         return module.channel_ && module.channel_->radio == radio &&
                module.channelNumber_ == call.numbers[0];
     }
@@ -132,12 +113,9 @@ struct Module::Does {
         module.transmitting_ = module.channel_.has_value();
         return module.transmitting_;
     }
-    static bool setGain(Module& module, Call& call) {
-        module.transmitPower_ = format("%d AGC", call.numbers[0]);
-        return true;
-    }
     static bool setPower(Module& module, Call& call) {
-        module.transmitPower_ = format("%d/100 dB", call.numbers[0]);
+        const char* pattern = call.numbers.size() == 1 ? "%d AGC" : "%d/100 dB";
+        module.transmitPower_ = format(pattern, call.numbers[0]);
         return true;
     }
     // Takes FIRST or FIRST,LAST.
@@ -148,8 +126,7 @@ struct Module::Does {
         if (first < 1 || last < first || last > kPlaces) return false;
         for (const auto& [place, entry] : module.phonebook_) {
             if (place < first || place > last) continue;
-            call.text += (call.text.empty() ? "" : "\r\n") + format("+CPBR: %d,\"", place) +
-                         entry.number + format("\",%d,\"", entry.type) + entry.text + "\"";
+            call.text += (call.text.empty() ? "" : "\r\n") + format("+CPBR: %d,", place) + entry;
         }
         return true;
     }
@@ -160,183 +137,171 @@ struct Module::Does {
         int type = 129;
         char number[64] = "";
         char text[64] = "";
-        const std::string copy(call.arguments);
-        const bool full = std::sscanf(copy.c_str(), "%9d,\"%63[^\"]\",%9d,\"%63[^\"]\"", &place,
+        const char* arguments = call.arguments.c_str();
+        const bool full = std::sscanf(arguments, "%9d,\"%63[^\"]\",%9d,\"%63[^\"]\"", &place,
                                       number, &type, text) >= 3;
-        const bool blank = std::sscanf(copy.c_str(), "%9d,\"\",%9d,\"", &place, &type) == 2 ||
+        const bool blank = std::sscanf(arguments, "%9d,\"\",%9d,\"", &place, &type) == 2 ||
                            call.numbers.size() == 1;
         if ((!full && !blank) || place < 1 || place > kPlaces) return false;
         if (module.spec_.phonebookStuck) return true;
         module.phonebook_.erase(place);
-        if (full) module.phonebook_.emplace(place, PhonebookEntry{number, type, text});
+        if (full) {
+            module.phonebook_[place] =
+                '"' + std::string(number) + format("\",%d,\"", type) + text + '"';
+        }
         return true;
     }
 };
 
-// A command as it stands behind AT; one that ends in = or a comma is followed by arguments. A basic
-// command, such as E1, stands here as E=1. Its answer holds {names} of values, and is given if
+// Commands as they stand behind AT; one that ends in = or a comma is followed by arguments. A basic
+// command, such as E1, stands here as E=1. The answer holds {names} of values, and is given if
 // there is no function to do, or that returns true; otherwise the answer is ERROR.
 struct Module::Command {
     Audience audience;
-    std::string_view text;
+    std::string_view names[4];
     std::string_view answer = "";
     Numbers numbers = {};
     bool (*run)(Module& module, Call& call) = nullptr;
 };
 
 const Module::Command Module::kCommands[] = {
-    {kEvdo, "+GSN", "0x{id}"},
-    {kEvdo, "+CGSN", "0x{id}"},
-    {kEvdo, "+GCAP", "+GCAP: +CIS707-A, +MS, +ES, +DS"},
-    {kEvdo, "!MDMVER?", "Modem Version:\r\nS/W VER: {firmware}\r\nPRI VER: 02.07"},
-    {kEvdo, "!PRLVER?", "PRL VER:{prl}"},
-    {kAsleep, "!STATUS", "Band: none\r\nChannel: none\r\nPower mode: Sleep"},
-    {kEvdo, "!STATUS",
+    {kEvdo, {"+GCAP"}, "+GCAP: +CIS707-A, +MS, +ES, +DS"},
+    {kEvdo, {"!MDMVER?"}, "Modem Version:\r\nS/W VER: {firmware}\r\nPRI VER: 02.07"},
+    {kEvdo, {"!PRLVER?"}, "PRL VER:{prl}"},
+    {kAsleep, {"!STATUS"}, "Band: none\r\nChannel: none\r\nPower mode: Sleep"},
+    {kEvdo,
+     {"!STATUS"},
      "Band: {band}\r\nChannel: {channel}\r\nPower mode: Awake\r\nTemperature: {temperature0} C\r\n"
      "System: Idle"},
-    {kEvdo, "!OEM=176"},
-    {kEvdo, "!DIAG", "", {}, Does::put<&Module::asleep_, false>},
-    {kEvdo, "!RX=1", "", {}, Does::put<&Module::receiver_, 1>},
-    {kEvdo, "!RX2=1", "", {}, Does::put<&Module::receiver_, 2>},
-    {kEvdo, "!CHAN?", "Channel = {channel}"},
-    {kEvdo, "!CHAN=", "", {2}, Does::tuneToCdma},
-    {kEvdo, "!RXAGC?", "RX AGC = {level} dBm", {}, Does::usesReceiver<1>},
-    {kEvdo, "!RX2AGC?", "RX2 AGC = {level} dBm", {}, Does::usesReceiver<2>},
+    {kEvdo, {"!OEM=176"}},
+    {kEvdo, {"!DIAG"}, "", {}, Does::put<&Module::asleep_, false>},
+    {kEvdo, {"!RX=1"}, "", {}, Does::put<&Module::receiver_, 1>},
+    {kEvdo, {"!RX2=1"}, "", {}, Does::put<&Module::receiver_, 2>},
+    {kEvdo, {"!CHAN?"}, "Channel = {channel}"},
+    {kEvdo, {"!CHAN="}, "", {2}, Does::tuneToCdma},
+    {kEvdo, {"!RXAGC?"}, "RX AGC = {level} dBm", {}, Does::usesReceiver<1>},
+    {kEvdo, {"!RX2AGC?"}, "RX2 AGC = {level} dBm", {}, Does::usesReceiver<2>},
 
-    {kHspa, "+GSN", "{id}"},
-    {kHspa, "+CGSN", "{id}"},
-    {kHspa, "+GCAP", "+GCAP: +CGSM, +DS, +ES"},
-    {kHspa, "!GVER?", "!GVER: {firmware} C:/WS/FW/{firmware}"},
-    {kHspa, "^HVER", "^HVER: {hardware}"},
-    {kHspa, "!PRIID?", "PRI Part Number: {sku}\r\nRevision: 01.03"},
-    {kHspa, "^CARDMODE", "^CARDMODE:2"},
-    {kHspa, "!GSTATUS?",
+    {kHspa, {"+GCAP"}, "+GCAP: +CGSM, +DS, +ES"},
+    {kHspa, {"!GVER?"}, "!GVER: {firmware} C:/WS/FW/{firmware}"},
+    {kHspa, {"^HVER"}, "^HVER: {hardware}"},
+    {kHspa, {"!PRIID?"}, "PRI Part Number: {sku}\r\nRevision: 01.03"},
+    {kHspa, {"^CARDMODE"}, "^CARDMODE:2"},
+    {kHspa,
+     {"!GSTATUS?"},
      "!GSTATUS:\r\nMode: {mode}\r\nTemperature: {temperature0}\r\nSystem mode: WCDMA\r\n"
      "GMM state: REGISTERED"},
-    {kHspa, "!DTEMP? 0", "{temperature0}"},
-    {kHspa, "!DTEMP? 1", "{temperature1}"},
-    {kHspa, "+CFUN?", "+CFUN: {function}"},
-    {kHspa, "+CFUN=", "", {1, 1}, Does::switchRadio},
+    {kHspa, {"!DTEMP? 0"}, "{temperature0}"},
+    {kHspa, {"!DTEMP? 1"}, "{temperature1}"},
+    {kHspa, {"+CFUN?"}, "+CFUN: {function}"},
+    {kHspa, {"+CFUN="}, "", {1, 1}, Does::switchRadio},
 
-    {kCard, "+CPIN?", "+CPIN: {pin}"},
-    {kOpenCard, "+CIMI", "001010000000001"},
-    {kHspa, "+CPBS=?", "+CPBS: (\"SM\")"},
-    {kHspa, "+CPBS?", "+CPBS: \"SM\",{entries},{places}"},
-    {kHspa, "+CPBS=\"SM\""},
-    {kHspa, "+CPBR=?", "+CPBR: (1-{places}),63,63"},
-    {kOpenCard, "+CPBR=", "", {}, Does::readPhonebook},
-    {kHspa, "+CPBW=?", "+CPBW: (1-{places}),63,(129,145),63"},
-    {kOpenCard, "+CPBW=", "", {}, Does::writePhonebook},
+    {kCard, {"+CPIN?"}, "+CPIN: {pin}"},
+    {kOpenCard, {"+CIMI"}, "001010000000001"},
+    {kHspa, {"+CPBS=?"}, "+CPBS: (\"SM\")"},
+    {kHspa, {"+CPBS?"}, "+CPBS: \"SM\",{entries},{places}"},
+    {kHspa, {"+CPBR=?"}, "+CPBR: (1-{places}),63,63"},
+    {kOpenCard, {"+CPBR="}, "", {}, Does::readPhonebook},
+    {kHspa, {"+CPBW=?"}, "+CPBW: (1-{places}),63,(129,145),63"},
+    {kOpenCard, {"+CPBW="}, "", {}, Does::writePhonebook},
 
-    {kHspa, "!ENTERCND=", "", {}, Does::openDiagnostics},
-    {kDiagnostics, "!DAFTMACT", "", {}, Does::enterTestMode},
-    {kTestMode, "!DASBAND=", "", {1}, Does::selectBand},
-    {kTestMode, "!DASCHAN=", "", {1}, Does::selectChannel},
-    {kTestMode, "!DASLNAGAIN=", "", {1}},
-    {kTestMode, "!DAWSSCHAIN=", "", {1}},
-    {kTestMode, "!DAGSRXBURST=", "", {1}},
-    {kTestMode, "!DAWGAVGAGC=", "{level}", {3}, Does::measure<Radio::kWcdma>},
-    {kTestMode, "!DAGGAVGRSSI=", "{level} dBm", {2}, Does::measure<Radio::kGsm>},
-    {kTestMode, "!DASTXON", "", {}, Does::transmit},
-    {kBoth, "!DASTXOFF", "", {}, Does::put<&Module::transmitting_, false>},
-    {kTestMode, "!DAWSTXCW=", "", {1}},
-    {kTestMode, "!DAWSPARANGE=", "", {1}},
-    {kTestMode, "!DASPDM=2,", "", {1, 511}, Does::setGain},
-    {kTestMode, "!DAGSTXFRAME=0,1,", "", {2, 3300}, Does::setPower},
+    {kHspa, {"!ENTERCND="}, "", {}, Does::openDiagnostics},
+    {kDiagnostics, {"!DAFTMACT"}, "", {}, Does::enterTestMode},
+    {kTestMode, {"!DASBAND="}, "", {1}, Does::selectBand},
+    {kTestMode, {"!DASCHAN="}, "", {1}, Does::selectChannel},
+    {kTestMode, {"!DASLNAGAIN=", "!DAWSSCHAIN=", "!DAGSRXBURST="}, "", {1}},
+    {kTestMode, {"!DAWGAVGAGC="}, "{level}", {3}, Does::measure<Radio::kWcdma>},
+    {kTestMode, {"!DAGGAVGRSSI="}, "{level} dBm", {2}, Does::measure<Radio::kGsm>},
+    {kTestMode, {"!DASTXON"}, "", {}, Does::transmit},
+    {kBoth, {"!DASTXOFF"}, "", {}, Does::put<&Module::transmitting_, false>},
+    {kTestMode, {"!DAWSTXCW=", "!DAWSPARANGE="}, "", {1}},
+    {kTestMode, {"!DASPDM=2,"}, "", {1, 511}, Does::setPower},
+    {kTestMode, {"!DAGSTXFRAME=0,1,"}, "", {2, 3300}, Does::setPower},
 
     // What all modules have, and other people's programs ask for.
-    {kBoth, "^SYSINFO", "^SYSINFO:2,3,0,5,{service}"},
-    {kBoth, "+GMI", "Orvel"},
-    {kBoth, "+CGMI", "Orvel"},
-    {kBoth, "+GMM", "WWAN-{product}"},
-    {kBoth, "+CGMM", "WWAN-{product}"},
-    {kBoth, "+GMR", "{firmware}"},
-    {kBoth, "+CGMR", "{firmware}"},
-    {kBoth, "+CSQ", "+CSQ: {signal},99"},
-    {kBoth, "+CMEE=?", "+CMEE: (0-2)"},
-    {kBoth, "+CMEE?", "+CMEE: {reports}"},
-    {kBoth, "+CMEE=", "", {1, 2}, Does::take<&Module::errorReports_>},
-    {kHspa, "+CREG?", "+CREG: 0,{registered}"},
-    {kHspa, "+CREG=", "", {1, 2}},
-    {kHspa, "+CGREG?", "+CGREG: 0,{registered}"},
-    {kHspa, "+CGREG=", "", {1, 2}},
-    {kHspa, "+COPS?", "+COPS: 0,0,\"Test\",2"},
-    {kHspa, "+CSCS=?", "+CSCS: (\"GSM\")"},
-    {kHspa, "+CSCS?", "+CSCS: \"GSM\""},
-    {kHspa, "+CSCS=\"GSM\""},
-    {kHspa, "+CNUM"},
-    {kHspa, "+CLCK=\"SC\",2", "+CLCK: 0"},
-    {kHspa, "+CSCA?", "+CSCA: \"\",129"},
-    {kHspa, "+CSMS?", "+CSMS: 0,1,1,1"},
+    {kBoth, {"^SYSINFO"}, "^SYSINFO:2,3,0,5,{service}"},
+    {kBoth, {"+GSN", "+CGSN"}, "{serial}"},
+    {kBoth, {"+GMI", "+CGMI"}, "Orvel"},
+    {kBoth, {"+GMM", "+CGMM"}, "WWAN-{product}"},
+    {kBoth, {"+GMR", "+CGMR"}, "{firmware}"},
+    {kBoth, {"+CSQ"}, "+CSQ: {signal},99"},
+    {kBoth, {"+CMEE=?"}, "+CMEE: (0-2)"},
+    {kBoth, {"+CMEE?"}, "+CMEE: {reports}"},
+    {kBoth, {"+CMEE="}, "", {1, 2}, Does::take<&Module::errorReports_>},
+    {kHspa, {"+CREG?"}, "+CREG: 0,{registered}"},
+    {kHspa, {"+CREG=", "+CGREG="}, "", {1, 2}},
+    {kHspa, {"+CGREG?"}, "+CGREG: 0,{registered}"},
+    {kHspa, {"+COPS?"}, "+COPS: 0,0,\"Test\",2"},
+    {kHspa, {"+CSCS=?"}, "+CSCS: (\"GSM\")"},
+    {kHspa, {"+CSCS?"}, "+CSCS: \"GSM\""},
+    {kHspa, {"+CNUM", "+CPBS=\"SM\"", "+CSCS=\"GSM\""}},
+    {kHspa, {"+CLCK=\"SC\",2"}, "+CLCK: 0"},
+    {kHspa, {"+CSCA?"}, "+CSCA: \"\",129"},
+    {kHspa, {"+CSMS?"}, "+CSMS: 0,1,1,1"},
     {kBoth,
-     "I=", "Manufacturer: Orvel\r\nModel: WWAN-{product}\r\nRevision: {firmware}\r\n{kind}: {id}"},
-    {kBoth, "E=", "", {1, 1}, Does::take<&Module::echo_>},
-    {kBoth, "V=", "", {1, 1}, Does::take<&Module::words_>},
-    {kBoth, "Q=", "", {1, 1}, Does::take<&Module::quiet_>},
-    {kBoth, "Z=", "", {}, Does::restoreProfile},
-    {kBoth, "&F=", "", {}, Does::restoreProfile},
-    {kBoth, "H="},
-    {kBoth, "X="},
-    {kBoth, "&C="},
-    {kBoth, "&D="},
-    {kBoth, "S="},
-    {kBoth, "S?", "000"},
+     {"I="},
+     "Manufacturer: Orvel\r\nModel: WWAN-{product}\r\nRevision: {firmware}\r\n{kind}: {id}"},
+    {kBoth, {"E="}, "", {1, 1}, Does::take<&Module::echo_>},
+    {kBoth, {"V="}, "", {1, 1}, Does::take<&Module::words_>},
+    {kBoth, {"Q="}, "", {1, 1}, Does::take<&Module::quiet_>},
+    {kBoth, {"Z=", "&F="}, "", {}, Does::restoreProfile},
+    {kBoth, {"H=", "X=", "&C=", "&D="}},
+    {kBoth, {"S="}},
+    {kBoth, {"S?"}, "000"},
 };
 
+// An IMEI of its first fourteen digits.
+static std::string withCheckDigit(const std::string& digits) {
+    int sum = 0;
+    for (std::size_t place = 0; place < digits.size(); ++place) {
+        const int value = (digits[place] - '0') * (place % 2 == 0 ? 1 : 2);
+        sum += value / 10 + value % 10;
+    }
+    return digits + std::to_string((10 - sum % 10) % 10);
+}
+
 Module::Module(const ModuleSpec& spec, int index, const RfField& field)
-    : spec_(spec), field_(field), asleep_(spec.asleep), busyLeft_(spec.busy) {
-    restoreProfile();
+    : spec_(spec), field_(field), echo_(spec.echo), asleep_(spec.asleep), busyLeft_(spec.busy) {
     if (!spec_.id.empty()) return;
     spec_.id = spec_.isEvdo() ? format("809A%04X", static_cast<unsigned>(0x1B20 + index))
                               : withCheckDigit(format("01234500678%03d", index % 1000));
 }
 
-void Module::restoreProfile() {
-    echo_ = spec_.echo;
-    words_ = true;
-    quiet_ = false;
-    errorReports_ = 1;
-}
-
 bool Module::takes(const Command& command) const {
-    switch (command.audience) {
-        case kBoth:
-            return true;
-        case kEvdo:
-            return spec_.isEvdo();
-        case kAsleep:
-            return spec_.isEvdo() && asleep_;
-        case kDiagnostics:
-            return diagnostics_;
-        case kTestMode:
-            return testMode_;
-        default:
-            return !spec_.isEvdo();
-    }
+    const bool isEvdo = spec_.isEvdo();
+    // In the order of Audience.
+    const bool takes[] = {true,    isEvdo,  isEvdo && asleep_, !isEvdo,
+                          !isEvdo, !isEvdo, diagnostics_,      testMode_};
+    return takes[command.audience];
 }
 
-Module::Call Module::run(std::string_view text) {
+Module::Call Module::run(const std::string& text) {
     const std::string capitals = inCapitals(text);
-    const auto* command = std::ranges::find_if(kCommands, [&](const Command& known) {
-        return takes(known) && capitals.starts_with(known.text) &&
-               (known.text.size() == text.size() || known.text.ends_with('=') ||
-                known.text.ends_with(','));
-    });
-    if (command == std::end(kCommands)) return {.arguments = "", .failure = kError};
-    Call call{.arguments = text.substr(command->text.size())};
-    call.numbers = integers(call.arguments);
-    const auto [count, most] = command->numbers;
+    for (const Command& command : kCommands) {
+        if (!takes(command)) continue;
+        for (const std::string_view name : command.names) {
+            const bool isOpen = name.ends_with('=') || name.ends_with(',');
+            const bool isMeant = isOpen ? capitals.starts_with(name) : capitals == name;
+            if (isMeant && !name.empty()) return run(command, text.substr(name.size()));
+        }
+    }
+    return {.failure = kError};
+}
+
+Module::Call Module::run(const Command& command, const std::string& arguments) {
+    Call call{.arguments = arguments, .numbers = integers(arguments)};
+    const auto [count, most] = command.numbers;
     if ((count > 0 && call.numbers.size() != count) ||
         (most >= 0 && (call.numbers[0] < 0 || call.numbers[0] > most))) {
         call.failure = kError;
-    } else if (command->audience == kCard || command->audience == kOpenCard) {
-        call.failure = simTrouble(command->audience == kOpenCard);
+    } else if (command.audience == kCard || command.audience == kOpenCard) {
+        call.failure = simTrouble(command.audience == kOpenCard);
     }
     if (!call.failure.empty()) return call;
-    if (command->run != nullptr && !command->run(*this, call)) {
+    if (command.run != nullptr && !command.run(*this, call)) {
         call.failure = kError;
     } else {
-        call.text += filled(command->answer);
+        call.text += filled(command.answer, values());
     }
     return call;
 }
@@ -370,7 +335,7 @@ Module::Call Module::runNext(std::string_view* commands) {
 }
 
 std::vector<Answer> Module::receive(std::string_view line) {
-    if (!startsWithIgnoringCase(line, "AT")) return {};
+    if (!inCapitals(line).starts_with("AT")) return {};
     Answer answer{.bytes = echo_ ? std::string(line) + "\r" : ""};
     std::string_view commands = line.substr(2);
     std::string_view failure;
@@ -387,7 +352,7 @@ std::vector<Answer> Module::receive(std::string_view line) {
 }
 
 std::vector<Answer> Module::reject(std::string_view line) {
-    if (!startsWithIgnoringCase(line, "AT")) return {};
+    if (!inCapitals(line).starts_with("AT")) return {};
     return {{(echo_ ? std::string(line) + "\r" : "") + resultCode(kError)}};
 }
 
@@ -403,7 +368,7 @@ std::string_view Module::simTrouble(bool needsPin) {
         --busyLeft_;
         return "SIM busy";
     }
-    const SimAnswers& sim = kSim[static_cast<int>(spec_.sim)];
+    const auto& sim = kSim[static_cast<int>(spec_.sim)];
     if (sim.numeric.empty() || (spec_.sim == SimState::kPinPending && !needsPin)) return "";
     return errorReports_ == 0 ? kError : errorReports_ == 1 ? sim.numeric : sim.verbose;
 }
@@ -417,17 +382,19 @@ bool Module::tune(int band, int number) {
     return true;
 }
 
-std::string Module::valueOf(std::string_view name) const {
+Values Module::values() const {
     const auto level = [this](int receiver) {
         return receivedLevel(field_, channel_.value_or(Channel{Radio::kCdma, 0}), receiver,
                              spec_.loss);
     };
-    const SimAnswers& sim = kSim[static_cast<int>(spec_.sim)];
+    const auto& sim = kSim[static_cast<int>(spec_.sim)];
     const bool registered = radioOn_ && spec_.sim == SimState::kPresent;
-    const std::pair<std::string_view, std::string> values[] = {
+    const auto entry = phonebook_.find(1);
+    return {
         {"product", format("%04x", static_cast<unsigned>(spec_.productId))},
         {"kind", spec_.isEvdo() ? "ESN" : "IMEI"},
         {"id", spec_.id},
+        {"serial", (spec_.isEvdo() ? "0x" : "") + spec_.id},
         {"firmware", spec_.firmware},
         {"hardware", spec_.hardware},
         {"sku", spec_.sku},
@@ -437,6 +404,7 @@ std::string Module::valueOf(std::string_view name) const {
         {"service", std::string(spec_.isEvdo() ? "255" : sim.service)},
         {"pin", spec_.sim == SimState::kPinPending ? "SIM PIN" : "READY"},
         {"entries", std::to_string(phonebook_.size())},
+        {"entry", entry == phonebook_.end() ? "" : entry->second},
         {"places", std::to_string(kPlaces)},
         {"reports", std::to_string(errorReports_)},
         {"registered", registered ? "1" : "0"},
@@ -452,32 +420,14 @@ std::string Module::valueOf(std::string_view name) const {
         {"transmitter", transmitting_ ? "on" : "off"},
         {"transmit-power", transmitPower_},
     };
-    return std::ranges::find(values, name, &std::pair<std::string_view, std::string>::first)
-        ->second;
-}
-
-// The text with the values in place of their {names}.
-std::string Module::filled(std::string_view text) const {
-    std::string result;
-    for (;;) {
-        const std::size_t open = text.find('{');
-        result += text.substr(0, open);
-        if (open == std::string_view::npos) return result;
-        const std::size_t close = text.find('}', open);
-        result += valueOf(text.substr(open + 1, close - open - 1));
-        text.remove_prefix(close + 1);
-    }
 }
 
 std::string Module::state() const {
-    std::string text = filled("product=0x{product}\nradio={radio}\nasleep={asleep}\n");
-    const auto first = phonebook_.find(1);
-    text += "phonebook.1=" +
-            (first == phonebook_.end() ? "," : first->second.number + "," + first->second.text) +
-            "\n";
-    return text + filled(
-                      "test-mode={test-mode}\nband={band}\nchannel={channel}\n"
-                      "transmitter={transmitter}\ntransmit-power={transmit-power}\n");
+    return filled(
+        "product=0x{product}\nradio={radio}\nasleep={asleep}\nphonebook.1={entry}\n"
+        "test-mode={test-mode}\nband={band}\nchannel={channel}\n"
+        "transmitter={transmitter}\ntransmit-power={transmit-power}\n",
+        values());
 }
 
 }  // namespace station

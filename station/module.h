@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <map>
 #include <optional>
 #include <string>
@@ -7,10 +8,34 @@
 #include <vector>
 
 #include "station/instrument.h"
-#include "station/module_spec.h"
 #include "station/radio.h"
+#include "station/text.h"
 
 namespace station {
+
+enum class SimState { kPresent, kAbsent, kPinPending, kError };
+
+// A module as `--module` describes it.
+struct ModuleSpec {
+    std::uint32_t productId = 0x8232;
+    std::string id;  // IMEI of 15 digits or ESN of 8 hexadecimal ones; empty: the module makes one
+    std::string firmware = "K2_0_7_19AP";
+    std::string hardware = "1.4";
+    std::string sku = "9901042";
+    std::string prl = "60683";
+    double loss = 0;  // dB that a bad antenna takes from what is received
+    SimState sim = SimState::kPresent;
+    int busy = 0;  // times that the SIM answers "SIM busy" first
+    bool asleep = false;
+    int temperatures[2] = {41, 43};
+    bool phonebookStuck = false;
+    bool echo = true;
+    double chatter = 0;  // seconds from one unsolicited line to the next; 0: there are none
+    std::string device;  // a real tty in place of a simulated module; empty: none
+    Fault fault;
+
+    bool isEvdo() const { return productId == 0x0019 || productId == 0x8222; }
+};
 
 // A cellular module behind its control tty: takes the AT commands of its family and those that all
 // modules have, several in a line, and keeps its state as long as the station runs. It echoes the
@@ -27,7 +52,7 @@ class Module : public Instrument {
   private:
     // A command being done.
     struct Call {
-        std::string_view arguments;
+        std::string arguments = {};
         std::vector<int> numbers = {};  // the arguments, if all of them are integers
         std::string text = {};          // of the answer: lines parted by "\r\n"; empty for none
         std::string_view failure = {};  // the result code in place of OK; empty if all is well
@@ -36,33 +61,26 @@ class Module : public Instrument {
     struct Does;
     struct Command;
     static const Command kCommands[];
-    struct PhonebookEntry {
-        std::string number;
-        int type;
-        std::string text;
-    };
-
     bool takes(const Command& command) const;
-    Call run(std::string_view command);
+    Call run(const std::string& command);
+    Call run(const Command& command, const std::string& arguments);
     Call runNext(std::string_view* commands);
     std::string_view simTrouble(bool needsPin);
     bool tune(int band, int number);
-    void restoreProfile();
-    std::string valueOf(std::string_view name) const;
-    std::string filled(std::string_view text) const;
+    Values values() const;
     std::string resultCode(std::string_view failure) const;
 
     ModuleSpec spec_;
     const RfField& field_;
 
-    bool echo_ = true;
+    bool echo_;
     bool words_ = true;  // in answers, instead of numbers
     bool quiet_ = false;
     int errorReports_ = 1;  // the kind of "+CME ERROR": 0 none, 1 a number, 2 words
     bool radioOn_ = true;
     bool asleep_;
     int busyLeft_;
-    std::map<int, PhonebookEntry> phonebook_;
+    std::map<int, std::string> phonebook_;  // what stands behind the place in "+CPBR"
     bool diagnostics_ = false;
     bool testMode_ = false;
     int band_ = 0;  // a CDMA band class, or a band's code; 0 for none

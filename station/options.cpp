@@ -1,123 +1,175 @@
 #include "station/options.h"
 
 #include <algorithm>
-#include <cstring>
+#include <cctype>
+#include <iterator>
+#include <utility>
+#include <variant>
 
 #include "station/text.h"
 
 namespace station {
 
-namespace {
+const char kHelp[] = R"(Usage: tarnwick-station [OPTION]... [--] [COMMAND [ARGUMENT]...]
+Simulates a test station and runs COMMAND with TARNWICK_STATION set to its root.
+Without COMMAND it prints the line to export and serves until interrupted.
 
-struct Option {
-    char letter;  // 0: none
-    std::string_view name;
-    std::string_view argument;  // what its argument is called; empty: it takes none
-    std::string_view meaning;
-    void (*take)(Options& options, const std::string& argument);
-};
+  -m, --module SPEC            add a module: hspa, evdo or a product id, then ,key=value
+                               pairs; may be repeated (default: one hspa module)
+  -r, --root DIR               use DIR as the station root and keep it
+  -t, --transcript FILE        log each line on every wire, both ways, with a time
+      --capture FILE           serve on top of a registry capture, as ioreg -a -l prints it
+      --time-scale X           multiply every pause of the tool and the devices by X
+      --user-id N              the user id that the tool sees (default: 0)
+      --no-generator           start without the signal generator's adapter
+      --generator-fault KIND   as a module's fault: KIND[@COMMAND]
+      --generator-device PATH  a real tty in the simulated generator's place
+      --driver-loaded          start with the adapter's driver loaded
+      --verbose                show the wire traffic on standard error
+      --help                   print this help
+      --version                print the version
 
-}  // namespace
+Module keys: id=DIGITS, firmware=, hardware=, sku=, prl=TEXT, loss=DB,
+sim=present|absent|pin|error, busy=N, asleep=yes, temp=A/B, phonebook=stuck,
+echo=off, chatter=SECONDS, device=PATH, and last fault=KIND[@COMMAND] with KIND one
+of silent, error, garbage, late, split, hangup, hangup-mid, hangup-after.
+)";
 
-static constexpr Option kOptions[] = {
-    {'m', "module", "SPEC",
-     "add a module: hspa, evdo or a product id, then ,key=value\n"
-     "                               pairs; may be repeated (default: one hspa module)",
-     [](Options& options, const std::string& argument) {
-         options.modules.push_back(parseModuleSpec(argument));
-     }},
-    {'r', "root", "DIR", "use DIR as the station root and keep it",
-     [](Options& options, const std::string& argument) { options.root = argument; }},
-    {'t', "transcript", "FILE", "log each line on every wire, both ways, with a time",
-     [](Options& options, const std::string& argument) { options.transcript = argument; }},
-    {0, "capture", "FILE", "serve on top of a registry capture, as ioreg -a -l prints it",
-     [](Options& options, const std::string& argument) { options.capture = argument; }},
-    {0, "time-scale", "X", "multiply every pause of the tool and the devices by X",
-     [](Options& options, const std::string& argument) {
-         options.timeScale = number(argument, 0, 1e6);
-     }},
-    {0, "user-id", "N", "the user id that the tool sees (default: 0)",
-     [](Options& options, const std::string& argument) {
-         options.userId = wholeNumber(argument, 0U);
-     }},
-    {0, "no-generator", "", "start without the signal generator's adapter",
-     [](Options& options, const std::string&) { options.generator = false; }},
-    {0, "generator-fault", "KIND", "as a module's fault: KIND[@COMMAND]",
-     [](Options& options, const std::string& argument) {
-         options.generatorFault = parseFault(argument);
-     }},
-    {0, "generator-device", "PATH", "a real tty in the simulated generator's place",
-     [](Options& options, const std::string& argument) { options.generatorDevice = argument; }},
-    {0, "driver-loaded", "", "start with the adapter's driver loaded",
-     [](Options& options, const std::string&) { options.driverLoaded = true; }},
-    {0, "verbose", "", "show the wire traffic on standard error",
-     [](Options& options, const std::string&) { options.verbose = true; }},
-    {0, "help", "", "print this help",
-     [](Options& options, const std::string&) { options.help = true; }},
-    {0, "version", "", "print the version",
-     [](Options& options, const std::string&) { options.version = true; }},
-};
+static constexpr int kMost = 1000000;
 
-// The option of that long name, or of that letter when the name is empty.
-static const Option* find(std::string_view name, char letter) {
-    for (const Option& option : kOptions) {
-        if (name.empty() ? option.letter == letter : option.name == name) return &option;
+// An IMEI, or on EVDO an ESN.
+static std::string identity(std::string_view text, bool isEvdo) {
+    const std::string_view digits = isEvdo ? "0123456789ABCDEFabcdef" : "0123456789";
+    if (text.size() != (isEvdo ? 8 : 15) || text.find_first_not_of(digits) != text.npos) {
+        refuse(isEvdo ? "not an ESN of 8 hexadecimal digits" : "not an IMEI of 15 digits", text);
     }
-    return nullptr;
+    return std::string(text);
 }
 
-// Takes the option at `*index` with its argument, which may be part of the word or the next one.
-static void takeOption(int argc, char** argv, int* index, Options* options) {
-    const std::string_view word = argv[*index];
+// What is printed into an answer: a control character would end a line of it.
+static std::string printable(std::string_view text) {
+    if (std::ranges::any_of(text, [](unsigned char byte) { return std::iscntrl(byte) != 0; })) {
+        refuse("a control character in the value", text);
+    }
+    return std::string(text);
+}
+
+template <typename Value>
+static void set(Value* member, Value value) {
+    *member = std::move(value);
+}
+
+static void setTemperatures(std::string_view value, int (&temperatures)[2]) {
+    constexpr int kColdest = -273;
+    const std::size_t slash = value.find('/');  // where there is none, the one number is for both
+    temperatures[0] = wholeNumber(value.substr(0, slash), kColdest, kMost);
+    temperatures[1] = wholeNumber(value.substr(slash + 1), kColdest, kMost);
+}
+
+static void takePair(std::string_view name, std::string_view text, ModuleSpec* spec) {
+    if (name == "id") return set(&spec->id, identity(text, spec->isEvdo()));
+    if (name == "firmware") return set(&spec->firmware, printable(text));
+    if (name == "hardware") return set(&spec->hardware, printable(text));
+    if (name == "sku") return set(&spec->sku, printable(text));
+    if (name == "prl") return set(&spec->prl, printable(text));
+    if (name == "loss") return set(&spec->loss, number(text, 0, kMost));
+    if (name == "sim") return choose(text, {"present", "absent", "pin", "error"}, &spec->sim);
+    if (name == "busy") return set(&spec->busy, wholeNumber(text, 0, kMost));
+    if (name == "asleep") return choose(text, {"no", "yes"}, &spec->asleep);
+    if (name == "temp") return setTemperatures(text, spec->temperatures);
+    if (name == "phonebook") return choose(text, {"good", "stuck"}, &spec->phonebookStuck);
+    if (name == "echo") return choose(text, {"off", "on"}, &spec->echo);
+    if (name == "chatter") return set(&spec->chatter, number(text, 0, 3600));
+    if (name == "device") return set(&spec->device, std::string(text));
+    if (name == "fault") return set(&spec->fault, parseFault(text));
+    refuse("unknown module key", name);
+}
+
+static std::uint32_t productIdOf(std::string_view kind) {
+    if (kind == "hspa") return 0x8232;
+    if (kind == "evdo") return 0x8222;
+    if (kind.find_first_of("0123456789") > 1) refuse("unknown kind of module", kind);
+    return static_cast<std::uint32_t>(wholeNumber(kind, 0, 0xffff));
+}
+
+ModuleSpec parseModuleSpec(std::string_view text) {
+    ModuleSpec spec;
+    std::size_t comma = text.find(',');
+    spec.productId = productIdOf(text.substr(0, comma));
+    if (spec.isEvdo()) spec.firmware = "p2813300,59370";
+    while (comma != std::string_view::npos) {
+        text.remove_prefix(comma + 1);
+        comma = text.starts_with("fault=") ? std::string_view::npos : text.find(',');
+        const std::string_view pair = text.substr(0, comma);
+        const std::string_view name = pair.substr(0, pair.find('='));
+        const std::string_view value = pair.substr(std::min(name.size() + 1, pair.size()));
+        if (value.empty()) refuse("module key without a value", name);
+        takePair(name, value, &spec);
+    }
+    return spec;
+}
+
+static constexpr struct {
+    std::string_view letter, name;
+    // What it sets, or calls with its argument. A switch takes none.
+    std::variant<bool Options::*, std::string Options::*, void (*)(Options&, std::string_view)>
+        target;
+} kOptions[] = {
+    {"-m", "--module",
+     [](Options& options, std::string_view text) {
+         options.modules.push_back(parseModuleSpec(text));
+     }},
+    {"-r", "--root", &Options::root},
+    {"-t", "--transcript", &Options::transcript},
+    {"", "--capture", &Options::capture},
+    {"", "--time-scale",
+     [](Options& options, std::string_view text) { options.timeScale = number(text, 0, 1e6); }},
+    {"", "--user-id",
+     [](Options& options, std::string_view text) { options.userId = wholeNumber(text, 0U); }},
+    {"", "--no-generator", &Options::noGenerator},
+    {"", "--generator-fault",
+     [](Options& options, std::string_view text) { options.generatorFault = parseFault(text); }},
+    {"", "--generator-device", &Options::generatorDevice},
+    {"", "--driver-loaded", &Options::driverLoaded},
+    {"", "--verbose", &Options::verbose},
+    {"", "--help", &Options::help},
+    {"", "--version", &Options::version},
+};
+
+// Takes the option that begins with the first word, and returns the words that it takes up.
+static int takeOption(const std::string& word, const char* next, Options* options) {
     const bool isLong = word.starts_with("--");
-    const std::size_t equals = isLong ? word.find('=') : std::string_view::npos;
-    const std::string_view name = isLong ? word.substr(2, equals - 2) : std::string_view();
-    const Option* known = find(name, word[1]);
-    if (known == nullptr) refuse("unknown option", argv[*index]);
-    const Option& option = *known;
-    const bool attached = isLong ? equals != std::string_view::npos : word.size() > 2;
-    if (option.argument.empty()) {
-        if (attached) refuse("the option takes no argument", word);
-        return option.take(*options, "");
+    const std::size_t end = std::min(isLong ? word.find('=') : 2, word.size());
+    const std::string name = word.substr(0, end);
+    const auto* option = std::ranges::find_if(
+        kOptions, [&](const auto& known) { return known.name == name || known.letter == name; });
+    if (option == std::end(kOptions)) refuse("unknown option", word);
+    const bool isAttached = end < word.size();
+    if (const auto* flag = std::get_if<bool Options::*>(&option->target)) {
+        if (isAttached) refuse("the option takes no argument", word);
+        options->** flag = true;
+        return 1;
     }
-    if (attached) return option.take(*options, std::string(word.substr(isLong ? equals + 1 : 2)));
-    if (++*index >= argc) refuse("the option needs an argument", word);
-    option.take(*options, argv[*index]);
+    if (!isAttached && next == nullptr) refuse("the option needs an argument", word);
+    const std::string argument = isAttached ? word.substr(isLong ? end + 1 : end) : next;
+    if (const auto* text = std::get_if<std::string Options::*>(&option->target)) {
+        options->** text = argument;
+    } else {
+        std::get<void (*)(Options&, std::string_view)>(option->target)(*options, argument);
+    }
+    return isAttached ? 1 : 2;
 }
 
-Options parseOptions(int argc, char** argv) {
+Options parseOptions(char** words) {
     Options options;
-    int index = 1;
-    for (; index < argc && argv[index][0] == '-' && argv[index][1] != '\0'; ++index) {
-        if (strcmp(argv[index], "--") == 0) {
-            ++index;
-            break;
-        }
-        takeOption(argc, argv, &index, &options);
+    while (*words != nullptr && (*words)[0] == '-' && (*words)[1] != '\0') {
+        const std::string word = *words;
+        words += word == "--" ? 1 : takeOption(word, words[1], &options);
+        if (word == "--") break;
     }
-    options.command.assign(argv + index, argv + argc);
+    options.command = words;
     if (options.modules.empty()) options.modules.emplace_back();
     return options;
-}
-
-std::string helpText() {
-    std::string text =
-        "Usage: tarnwick-station [OPTION]... [--] [COMMAND [ARGUMENT]...]\n"
-        "Simulates a test station and runs COMMAND with TARNWICK_STATION set to its root.\n"
-        "Without COMMAND it prints the line to export and serves until interrupted.\n\n";
-    for (const Option& option : kOptions) {
-        std::string usage =
-            option.letter != 0 ? std::string("  -") + option.letter + ", " : "      ";
-        usage += "--" + std::string(option.name);
-        if (!option.argument.empty()) usage += " " + std::string(option.argument);
-        usage.resize(std::max<std::size_t>(usage.size() + 1, 31), ' ');
-        text += usage + std::string(option.meaning) + "\n";
-    }
-    return text +
-           "\nModule keys: id=DIGITS, firmware=, hardware=, sku=, prl=TEXT, loss=DB,\n"
-           "sim=present|absent|pin|error, busy=N, asleep=yes, temp=A/B, phonebook=stuck,\n"
-           "echo=off, chatter=SECONDS, device=PATH, and last fault=KIND[@COMMAND] with KIND one\n"
-           "of silent, error, garbage, late, split, hangup, hangup-mid, hangup-after.\n";
 }
 
 }  // namespace station

@@ -1,10 +1,10 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <vector>
 
-#include "station/fault.h"
-#include "station/module_spec.h"
+#include "station/module.h"
 
 namespace station {
 
@@ -16,19 +16,24 @@ struct Options {
     std::string capture;
     double timeScale = 1;
     unsigned userId = 0;
-    bool generator = true;
+    bool noGenerator = false;
     Fault generatorFault;
     std::string generatorDevice;  // a real tty in the simulated generator's place; empty: none
     bool driverLoaded = false;
     bool verbose = false;
     bool help = false;
     bool version = false;
-    std::vector<std::string> command;
+    char** command = nullptr;  // its words, the last of them null
 };
 
-// Throws std::invalid_argument with a sentence for the operator.
-Options parseOptions(int argc, char** argv);
+// Reads the words behind the program's name, of which the last is null. Throws
+// std::invalid_argument with a sentence for the operator.
+Options parseOptions(char** words);
 
-std::string helpText();
+// Reads "hspa", "evdo" or a product id, then ",key=value" pairs; a fault comes last and takes the
+// rest. Throws as well.
+ModuleSpec parseModuleSpec(std::string_view text);
+
+extern const char kHelp[];
 
 }  // namespace station

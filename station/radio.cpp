@@ -6,24 +6,17 @@
 
 namespace station {
 
-namespace {
-
-// Channels in a row.
-struct Row {
-    Radio radio;
-    int band;
-    int first, last;
-    int downlinkKhz;  // of the first
-    int spacingKhz;
-};
-
-}  // namespace
-
 static constexpr double kPathLoss = 30;           // dB, generator to first receiver
 static constexpr double kSecondReceiverLoss = 4;  // dB more
 static constexpr double kSaturation = -20;        // dBm
 
-static constexpr Row kRows[] = {
+// Channels in a row.
+static constexpr struct {
+    Radio radio;
+    int band, first, last;
+    double downlinkKhz;  // of the first
+    int spacingKhz;
+} kRows[] = {
     {Radio::kCdma, 0, 0, 799, 870000, 30},         {Radio::kCdma, 0, 991, 1023, 869040, 30},
     {Radio::kCdma, 1, 0, 1200, 1930000, 50},       {Radio::kGsm, 18, 128, 251, 869200, 200},  // 850
     {Radio::kGsm, 10, 0, 124, 935000, 200},                                                   // 900
@@ -42,7 +35,7 @@ static constexpr struct {
 } kReceptions[] = {{1250.0 / 2, -108}, {200.0 / 2, -113}, {5000.0 / 2, -106}};
 
 std::optional<Channel> channelOf(int band, int number) {
-    const auto* row = std::ranges::find_if(kRows, [&](const Row& known) {
+    const auto* row = std::ranges::find_if(kRows, [&](const auto& known) {
         return known.band == band && number >= known.first && number <= known.last;
     });
     if (row == std::end(kRows)) return std::nullopt;
@@ -50,15 +43,14 @@ std::optional<Channel> channelOf(int band, int number) {
 }
 
 bool isBandCode(int code) {
-    return std::ranges::any_of(kRows, [code](const Row& known) {
+    return std::ranges::any_of(kRows, [code](const auto& known) {
         return known.band == code && known.radio != Radio::kCdma;
     });
 }
 
 int receivedLevel(const RfField& field, const Channel& channel, int receiver, double loss) {
     const auto [halfBandwidthKhz, noiseFloor] = kReceptions[static_cast<int>(channel.radio)];
-    const double distanceKhz =
-        std::abs(field.frequencyHz / 1000 - static_cast<double>(channel.downlinkKhz));
+    const double distanceKhz = std::abs(field.frequencyHz / 1000 - channel.downlinkKhz);
     const double pathLoss = receiver == 2 ? kPathLoss + kSecondReceiverLoss : kPathLoss;
     const double level = field.output && distanceKhz <= halfBandwidthKhz
                              ? field.levelDbm - pathLoss - loss

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstdint>
 #include <optional>
 
 // Radio channels as the standards number them, and the field that reaches a module's antenna. The
@@ -11,7 +10,7 @@ enum class Radio { kCdma, kGsm, kWcdma };
 
 struct Channel {
     Radio radio;
-    std::int64_t downlinkKhz;  // where the module receives
+    double downlinkKhz;  // where the module receives
 };
 
 // The channel of a CDMA band class (0 cellular, 1 PCS), or of a GSM or UMTS band by the code that

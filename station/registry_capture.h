@@ -7,9 +7,11 @@
 
 namespace station {
 
-// The service plane with an entry for each module, as ioreg prints it, or what stands behind that
-// of the options' capture. `ports` are the names of the modules' serial ports.
-std::string servicePlane(const Options& options, const std::vector<std::string>& ports);
+// The service plane with an entry for each module, as ioreg prints it. Entries with the same id are
+// one, and it may stand behind the plane of another station; so its entries have no ids. `ports`
+// are the names of the modules' serial ports.
+std::string servicePlane(const std::vector<ModuleSpec>& modules,
+                         const std::vector<std::string>& ports);
 
 // A small device-tree plane.
 std::string deviceTreePlane();

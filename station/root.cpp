@@ -11,9 +11,9 @@
 #include <cstdint>
 #include <cstdlib>
 #include <fstream>
-#include <sstream>
 #include <stdexcept>
 #include <system_error>
+#include <utility>
 
 #include "station/registry_capture.h"
 #include "station/text.h"
@@ -26,7 +26,8 @@ static constexpr fs::perms kOpenToAll{0755};
 
 // The driver tools keep the driver's state in a file, which the station watches; so they work, and
 // end, whether the station still runs or not.
-static constexpr std::string_view kKextstat = R"(#!/bin/sh
+static constexpr std::pair<const char*, std::string_view> kTools[] = {
+    {"usr/sbin/kextstat", R"(#!/bin/sh
 # Lists the loaded kernel extensions.
 echo 'Index Refs Address            Size       Wired      Name (Version) <Linked Against>
     1   92 0xffffff7f80a3d000 0x10e0     0x10e0     com.apple.kpi.bsd (20.6.0)
@@ -34,22 +35,17 @@ echo 'Index Refs Address            Size       Wired      Name (Version) <Linked
 read -r state <"${0%/usr/sbin/*}/state/driver"
 [ "$state" != loaded=yes ] ||
     echo '  141    0 0xffffff7f83a51000 0xb000     0xb000     com.tarnwick.driver.KeyspanUSAdriver (2.6.1) <23 5>'
-)";
-
-static constexpr std::string_view kKextload = R"(#!/bin/sh
+)"},
+    {"sbin/kextload", R"(#!/bin/sh
 # Loads the adapter's driver.
 state=${0%/sbin/*}/state/driver
-case $1 in
-*/KeyspanUSAdriver.kext) ;;
-*)
+[ "${1##*/}" = KeyspanUSAdriver.kext ] || {
     echo "$1 failed to load - (libkern/kext) not found."
     exit 71
-    ;;
-esac
+}
 echo loaded=yes >"$state.$$" && mv "$state.$$" "$state"
-)";
-
-static constexpr std::string_view kKextunload = R"(#!/bin/sh
+)"},
+    {"sbin/kextunload", R"(#!/bin/sh
 # Unloads the adapter's driver; the adapter's node goes with it.
 root=${0%/sbin/*}
 read -r state <"$root/state/driver"
@@ -59,7 +55,8 @@ read -r state <"$root/state/driver"
 }
 echo loaded=no >"$root/state/driver.$$" && mv "$root/state/driver.$$" "$root/state/driver"
 rm -f "$root/dev/tty.KeySerial1"
-)";
+)"},
+};
 
 static std::string makeTemporary() {
     const char* base = getenv("TMPDIR");
@@ -82,11 +79,8 @@ Root::Root(const std::string& directory) : temporary_(directory.empty()) {
 
 Root::~Root() {
     std::error_code ignored;
-    if (temporary_) {
-        fs::remove_all(path_, ignored);
-    } else {
-        unlinkDevices();
-    }
+    unlinkDevices();
+    if (temporary_) fs::remove_all(path_, ignored);
 }
 
 // In a folder that is kept no node may be left: it would lead nowhere, or to another's pty.
@@ -97,6 +91,18 @@ void Root::unlinkDevices() const {
     }
 }
 
+// Written beside and moved into place, so that nobody ever reads a half of it.
+template <typename Content>
+void Root::writeFile(const std::string& name, const Content& content, fs::perms mode) const {
+    const fs::path beside = path_ / (name + ".part");
+    std::ofstream stream(beside, std::ios::binary | std::ios::trunc);
+    stream << content;
+    stream.close();
+    if (!stream) fail(beside.string());
+    fs::permissions(beside, mode);
+    fs::rename(beside, path_ / name);
+}
+
 void Root::fill(const Options& options, const std::vector<std::string>& ports) {
     for (const char* folder : {"ioregistry", "dev", "usr", "usr/sbin", "sbin", "tmp", "state"}) {
         if (fs::create_directory(path_ / folder)) fs::permissions(path_ / folder, kOpenToAll);
@@ -104,9 +110,10 @@ void Root::fill(const Options& options, const std::vector<std::string>& ports) {
     fs::permissions(path_ / "tmp", fs::perms{01777});
     unlinkDevices();  // a station that was killed has left its own
     writeRegistry(options, ports);
-    writeTool("usr/sbin/kextstat", kKextstat);
-    writeTool("sbin/kextload", kKextload);
-    writeTool("sbin/kextunload", kKextunload);
+    for (const auto& [name, script] : kTools) {
+        // A tool that somebody put there is meant to be used.
+        if (access((path_ / name).c_str(), X_OK) != 0) writeFile(name, script, kOpenToAll);
+    }
     writeFile("state/driver", options.driverLoaded ? "loaded=yes\n" : "loaded=no\n");
     writeFile("host.conf",
               format("user-id %u\ntime-scale %g\n", options.userId, options.timeScale));
@@ -117,17 +124,12 @@ void Root::fill(const Options& options, const std::vector<std::string>& ports) {
 void Root::writeRegistry(const Options& options, const std::vector<std::string>& ports) const {
     const std::string whole = "ioregistry/IOService.plist";
     const std::string rest = "ioregistry/IOService-station.plist";
+    const bool isAlone = options.capture.empty();
+    // A copy, as the capture may be the very file that is replaced.
+    if (!isAlone) writeFile(whole, std::ifstream(options.capture, std::ios::binary).rdbuf());
+    if (isAlone) fs::remove(path_ / rest);
+    writeFile(isAlone ? whole : rest, servicePlane(options.modules, ports));
     writeFile("ioregistry/IODeviceTree.plist", deviceTreePlane());
-    if (options.capture.empty()) {
-        fs::remove(path_ / rest);
-    } else {
-        // Moved into place, as the capture may be the very file that is replaced.
-        const fs::path beside = path_ / (whole + ".part");
-        fs::copy_file(options.capture, beside, fs::copy_options::overwrite_existing);
-        fs::permissions(beside, fs::perms{0644});
-        fs::rename(beside, path_ / whole);
-    }
-    writeFile(options.capture.empty() ? whole : rest, servicePlane(options, ports));
 }
 
 bool Root::exists() const {
@@ -135,26 +137,9 @@ bool Root::exists() const {
     return fs::is_directory(path_ / "state", ignored);
 }
 
-// Written beside and moved into place, so that nobody ever reads a half of it.
-void Root::writeFile(const std::string& name, std::string_view text, fs::perms mode) const {
-    const fs::path beside = path_ / (name + ".part");
-    std::ofstream stream(beside, std::ios::binary | std::ios::trunc);
-    stream << text;
-    stream.close();
-    if (!stream) fail(beside.string());
-    fs::permissions(beside, mode);
-    fs::rename(beside, path_ / name);
-}
-
-void Root::writeTool(const std::string& name, std::string_view script) const {
-    // A tool that somebody put there is meant to be used.
-    if (access((path_ / name).c_str(), X_OK) != 0) writeFile(name, script, kOpenToAll);
-}
-
-void Root::linkDevice(const std::string& name, const std::string& target) const {
+void Root::linkDevice(const std::string& name, const fs::path& target) const {
     const fs::path beside = path_ / "dev" / (name + ".part");
-    std::error_code ignored;
-    fs::remove(beside, ignored);
+    unlinkDevice(beside.filename());
     fs::create_symlink(target, beside);
     fs::rename(beside, path_ / "dev" / name);
 }

@@ -28,7 +28,7 @@ class Root {
     const std::filesystem::path& path() const { return path_; }
     bool exists() const;
     // Puts a device node in place at once, in the place of the one that is there.
-    void linkDevice(const std::string& name, const std::string& target) const;
+    void linkDevice(const std::string& name, const std::filesystem::path& target) const;
     void unlinkDevice(const std::string& name) const;
     void writeState(const std::string& name, std::string_view text) const;
     bool driverLoaded() const;
@@ -42,9 +42,10 @@ class Root {
     void unlinkDevices() const;
     void writeRegistry(const Options& options, const std::vector<std::string>& ports) const;
     void watchState();
-    void writeFile(const std::string& name, std::string_view text,
+    // A text, or the buffer of another stream.
+    template <typename Content>
+    void writeFile(const std::string& name, const Content& content,
                    std::filesystem::perms mode = std::filesystem::perms{0644}) const;
-    void writeTool(const std::string& name, std::string_view script) const;
 
     std::filesystem::path path_;
     bool temporary_;

@@ -10,9 +10,17 @@
 
 namespace station {
 
+using Names = std::map<std::string_view, double>;
+
+struct SignalGenerator::Setting {
+    std::string_view header;
+    Names names;  // of the values; of a number the units, none among them
+    double initial, least, most;
+    const char* pattern;  // as it is told
+};
+
 static constexpr std::size_t kErrorQueueSize = 16;
-static constexpr std::string_view kCommon =
-    " *RST *CLS *IDN? *OPC? *ESR? SYST:ERR? ";  // no settings
+static constexpr std::string_view kCommon = " *RST *CLS *IDN? *OPC? *ESR? SYST:ERR? ";
 
 // Words with their short forms, which are the names that this file uses.
 static const std::map<std::string_view, std::string_view> kShortForms = {
@@ -21,8 +29,16 @@ static const std::map<std::string_view, std::string_view> kShortForms = {
     {"DISPLAY", "DISP"},   {"UPDATE", "UPD"}, {"ERROR", "ERR"},
 };
 
-static const std::map<std::string_view, double> kUnits = {
-    {"HZ", 1}, {"KHZ", 1e3}, {"MHZ", 1e6}, {"GHZ", 1e9}, {"DBM", 1}};
+static const Names kSwitch = {{"OFF", 0}, {"0", 0}, {"ON", 1}, {"1", 1}};
+static const Names kHertz = {{"", 1}, {"HZ", 1}, {"KHZ", 1e3}, {"MHZ", 1e6}, {"GHZ", 1e9}};
+
+const SignalGenerator::Setting SignalGenerator::kSettings[] = {
+    {"FREQ", kHertz, 100e6, 250e3, 3e9, "%.0f"},
+    {"POW:LEV", {{"", 1}, {"DBM", 1}}, -30, -140, 25, "%.2f"},
+    {"POW:MODE", {{"FIX", 1}}, 1, 1, 1, "FIX"},
+    {"OUTP:STAT", kSwitch, 0, 0, 1, "%.0f"},
+    {"SYST:DISP:UPD", kSwitch, 1, 0, 1, "%.0f"},
+};
 
 // The next part of `text` up to `separator`, which is taken off it, without blanks around it.
 static std::string takePart(std::string_view* text, char separator) {
@@ -57,100 +73,74 @@ static std::string headerOf(std::string_view text) {
 
 SignalGenerator::SignalGenerator(RfField* field) : field_(field) {
     reset();
-    settings_ = {
-        {"FREQ", {nullptr, &field->frequencyHz, 250e3, 3e9, "HZ", "%.0f"}},
-        {"POW:LEV", {nullptr, &field->levelDbm, -140, 25, "DBM", "%.2f"}},
-        {"POW:MODE", {}},  // fixed
-        {"OUTP:STAT", {&field->output}},
-        {"SYST:DISP:UPD", {&display_}},
-    };
 }
 
 void SignalGenerator::reset() {
-    *field_ = {.output = false, .frequencyHz = 100e6, .levelDbm = -30};
-    display_ = true;
+    for (const Setting& setting : kSettings) values_[setting.header] = setting.initial;
+    radiate();
 }
 
-void SignalGenerator::raise(int code, const char* text) {
-    constexpr int kCommandError = 32;
-    constexpr int kExecutionError = 16;
-    const std::string entry = std::to_string(code) + ",\"" + text + "\"";
-    note("error queue: " + entry);
-    events_ |= code > -200 ? kCommandError : kExecutionError;
-    if (errors_.size() < kErrorQueueSize) {
-        errors_.push_back(entry);
-    } else {
+void SignalGenerator::clear() {
+    errors_.clear();
+    events_ = 0;
+}
+
+void SignalGenerator::radiate() {
+    *field_ = {values_["OUTP:STAT"] != 0, values_["FREQ"], values_["POW:LEV"]};
+}
+
+std::string SignalGenerator::raise(int code, const char* text) {
+    errors_.push_back(std::to_string(code) + ",\"" + text + "\"");
+    note("error queue: " + errors_.back());
+    events_ |= code > -200 ? 32 : 16;  // a command error or an execution error
+    if (errors_.size() > kErrorQueueSize) {
+        errors_.resize(kErrorQueueSize);
         errors_.back() = "-350,\"Queue overflow\"";
     }
+    return "";
 }
 
-std::string SignalGenerator::valueOf(const Setting& setting) {
-    if (setting.number != nullptr) return format(setting.pattern, *setting.number);
-    if (setting.state != nullptr) return *setting.state ? "1" : "0";
-    return "FIX";
-}
-
-void SignalGenerator::setNumber(const Setting& setting, const std::string& text) {
+std::string SignalGenerator::set(const Setting& setting, const std::string& text) {
+    const bool isNumber = setting.names.contains("");
     char* end = nullptr;
-    double number = std::strtod(text.c_str(), &end);
+    const double number = isNumber ? std::strtod(text.c_str(), &end) : 1;
     if (end == text.c_str() || !std::isfinite(number)) return raise(-104, "Data type error");
-    std::string_view rest = end;
-    std::string unit = shortForm(takePart(&rest, '\0'));
-    if (unit.empty()) unit = setting.unit;
-    const auto known = kUnits.find(unit);
-    if (known == kUnits.end() || !unit.ends_with(setting.unit)) {
-        return raise(-131, "Invalid suffix");
+    std::string_view name = isNumber ? std::string_view(end) : text;
+    const auto known = setting.names.find(shortForm(takePart(&name, '\0')));
+    if (known == setting.names.end()) {
+        return isNumber ? raise(-131, "Invalid suffix") : raise(-224, "Illegal parameter value");
     }
-    number *= known->second;
-    if (number < setting.least || number > setting.most) return raise(-222, "Data out of range");
-    *setting.number = number;
+    const double value = number * known->second;
+    if (value < setting.least || value > setting.most) return raise(-222, "Data out of range");
+    values_[setting.header] = value;
+    radiate();
+    return "";
 }
 
-void SignalGenerator::set(const Setting& setting, const std::string& parameter) {
-    if (setting.number != nullptr) return setNumber(setting, parameter);
-    const std::string word = shortForm(parameter);
-    const bool isOn = word == "ON" || parameter == "1";
-    if (setting.state == nullptr ? word != "FIX" : !isOn && word != "OFF" && word != "0") {
-        return raise(-224, "Illegal parameter value");
-    }
-    if (setting.state != nullptr) *setting.state = isOn;
-}
-
-std::string SignalGenerator::nextError() {
-    if (errors_.empty()) return "0,\"No error\"";
-    std::string entry = errors_.front();
-    errors_.pop_front();
-    return entry;
-}
-
-// The message's answer, empty for none.
 std::string SignalGenerator::execute(std::string_view message) {
     const std::string header = headerOf(takePart(&message, ' '));
     const std::string parameter = takePart(&message, '\0');
     const bool isQuery = header.ends_with('?');
-    const auto setting = settings_.find(header.substr(0, header.size() - (isQuery ? 1 : 0)));
-    const bool isSetting = setting != settings_.end();
-    if (!isSetting && kCommon.find(" " + header + " ") == std::string_view::npos) {
-        raise(-113, "Undefined header");
-    } else if (isSetting && !isQuery && parameter.empty()) {
-        raise(-109, "Missing parameter");
-    } else if (isSetting && !isQuery) {
-        set(setting->second, parameter);
-    } else if (!parameter.empty()) {
-        raise(-108, "Parameter not allowed");
-    } else if (isSetting) {
-        return valueOf(setting->second);
-    } else if (header == "*RST") {
-        reset();
-    } else if (header == "*CLS") {
-        errors_.clear();
-        events_ = 0;
-    } else {
-        if (header == "*IDN?") return "Tarnwick Instruments,SG-3000,100042,1.07";
-        if (header == "*ESR?") return std::to_string(std::exchange(events_, 0));
-        return header == "*OPC?" ? "1" : nextError();
-    }
-    return "";
+    const std::string name = header.substr(0, header.size() - (isQuery ? 1 : 0));
+    const auto* setting = std::ranges::find(kSettings, name, &Setting::header);
+    const bool isSetting = setting != std::end(kSettings);
+    const bool isKnown = isSetting || kCommon.find(" " + header + " ") != kCommon.npos;
+    const bool takesParameter = isSetting && !isQuery;
+    if (!isKnown) return raise(-113, "Undefined header");
+    if (takesParameter && parameter.empty()) return raise(-109, "Missing parameter");
+    if (!takesParameter && !parameter.empty()) return raise(-108, "Parameter not allowed");
+    if (takesParameter) return set(*setting, parameter);
+    if (isSetting) return format(setting->pattern, values_[setting->header]);
+    if (header == "*IDN?") return "Tarnwick Instruments,SG-3000,100042,1.07";
+    if (header == "*ESR?") return std::to_string(std::exchange(events_, 0));
+    if (header == "*OPC?") return "1";
+    if (header == "*RST") reset();
+    if (header == "*CLS") clear();
+    if (header != "SYST:ERR?") return "";
+    if (errors_.empty()) return "0,\"No error\"";
+    const std::string entry = errors_.front();
+    errors_.pop_front();
+    return entry;
 }
 
 std::vector<Answer> SignalGenerator::receive(std::string_view line) {
@@ -166,10 +156,11 @@ std::vector<Answer> SignalGenerator::receive(std::string_view line) {
 }
 
 std::string SignalGenerator::state() const {
-    return std::string("output=") + (field_->output ? "on" : "off") + "\n" +
+    const auto isOn = [this](const char* header) { return values_.at(header) != 0 ? "on" : "off"; };
+    return format("output=%s\n", isOn("OUTP:STAT")) +
            format("frequency=%.0f Hz\n", field_->frequencyHz) +
-           format("level=%.2f dBm\n", field_->levelDbm) + "display=" + (display_ ? "on" : "off") +
-           "\n" + "errors=" + std::to_string(errors_.size()) + "\n";
+           format("level=%.2f dBm\n", field_->levelDbm) +
+           format("display=%s\n", isOn("SYST:DISP:UPD")) + format("errors=%zu\n", errors_.size());
 }
 
 }  // namespace station

@@ -23,27 +23,21 @@ class SignalGenerator : public Instrument {
     std::string state() const override;
 
   private:
-    // A switch, or a number with its range and its base unit.
-    struct Setting {
-        bool* state = nullptr;
-        double* number = nullptr;
-        double least = 0, most = 0;
-        std::string_view unit = {};
-        const char* pattern = "";  // as it is told
-    };
+    struct Setting;
+    static const Setting kSettings[];
+
+    // Each returns the answer, empty for none.
+    std::string execute(std::string_view message);
+    std::string set(const Setting& setting, const std::string& text);
+    std::string raise(int code, const char* text);
 
     void reset();
-    std::string execute(std::string_view message);
-    std::string nextError();
-    static std::string valueOf(const Setting& setting);
-    void set(const Setting& setting, const std::string& parameter);
-    void setNumber(const Setting& setting, const std::string& text);
-    void raise(int code, const char* text);
+    void clear();
+    void radiate();
 
     RfField* field_;
-    bool display_ = true;
-    std::map<std::string_view, Setting> settings_;  // by their headers' short forms
-    int events_ = 0;                                // the event status register
+    std::map<std::string_view, double> values_;  // of the settings, by their headers
+    int events_ = 0;                             // the event status register
     std::deque<std::string> errors_;
 };
 

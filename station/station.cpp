@@ -13,7 +13,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <string_view>
 #include <system_error>
 #include <utility>
 
@@ -24,13 +23,16 @@
 
 namespace station {
 
+namespace fs = std::filesystem;
+using std::chrono::milliseconds;
+
 static constexpr const char* kAdapter = "tty.KeySerial1";
-static constexpr std::chrono::milliseconds kAdapterDelay{
-    1500};  // from the driver's load to the node
-static constexpr std::chrono::milliseconds kLookAround{
-    20};  // where the host cannot tell of changes
-static constexpr std::chrono::milliseconds kRootCheck{
-    1000};  // a root that is moved away tells nobody
+// From the driver's load to the node.
+static constexpr milliseconds kAdapterDelay{1500};
+// Where the host cannot tell of changes.
+static constexpr milliseconds kLookAround{20};
+// A root that is moved away tells nobody.
+static constexpr milliseconds kRootCheck{1000};
 
 // Signals and the end of the command wake the loop through a pipe.
 static int signalPipe[2] = {-1, -1};
@@ -49,52 +51,44 @@ static std::string quoted(const std::string& text) {
     return word + "'";
 }
 
-static std::string absolute(const std::string& path) {
-    return std::filesystem::absolute(path).string();
-}
-
-static std::chrono::milliseconds scaled(std::chrono::milliseconds delay, double scale) {
-    constexpr std::chrono::milliseconds kLeast{1};
-    return std::max(kLeast, std::chrono::duration_cast<std::chrono::milliseconds>(delay * scale));
+static milliseconds scaled(milliseconds delay, double scale) {
+    return std::max(milliseconds{1}, std::chrono::duration_cast<milliseconds>(delay * scale));
 }
 
 static void complain(const char* sentence) {
     fprintf(stderr, "tarnwick-station: %s\n", sentence);
 }
 
-SignalCatcher::SignalCatcher() {
+void catchSignals() {
     if (pipe(signalPipe) == -1) fail("pipe");
     for (const int end : signalPipe) {
         fcntl(end, F_SETFD, FD_CLOEXEC);
         fcntl(end, F_SETFL, O_NONBLOCK);
     }
-    struct sigaction action = {};
-    action.sa_handler = onSignal;
     for (const int signal :
          {SIGHUP, SIGINT, SIGQUIT, SIGALRM, SIGTERM, SIGUSR1, SIGUSR2, SIGXCPU, SIGCHLD}) {
-        sigaction(signal, &action, nullptr);
+        std::signal(signal, onSignal);
     }
     // A write that fails says so.
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGXFSZ, SIG_IGN);
 }
 
-Station::Station(const Options& options) : options_(options), root_(options.root) {
-    if (!options_.transcript.empty()) transcript_.writeTo(options_.transcript);
-    if (options_.verbose) transcript_.show();
+Station::Station(const Options& options)
+    : options_(options), root_(options.root), transcript_(options.transcript, options.verbose) {
     const std::vector<std::string> ports = portNames(options_);
     root_.fill(options_, ports);
     for (std::size_t index = 0; index < ports.size(); ++index) {
         addModule(options_.modules[index], ports[index], static_cast<int>(index));
     }
-    if (options_.generator) addGenerator();
+    if (!options_.noGenerator) addGenerator();
     driverLoaded_ = root_.driverLoaded();
     if (driverLoaded_) showAdapter();
 }
 
 void Station::addModule(const ModuleSpec& spec, const std::string& port, int index) {
     const std::string node = "cu." + port;
-    if (!spec.device.empty()) return root_.linkDevice(node, absolute(spec.device));
+    if (!spec.device.empty()) return root_.linkDevice(node, fs::absolute(spec.device));
     addLine({port, spec.fault, spec.chatter, options_.timeScale,
              [this, node](const std::string& slavePath) { root_.linkDevice(node, slavePath); }},
             std::make_unique<Module>(spec, index, field_));
@@ -102,13 +96,13 @@ void Station::addModule(const ModuleSpec& spec, const std::string& port, int ind
 
 void Station::addGenerator() {
     if (!options_.generatorDevice.empty()) {
-        adapter_ = absolute(options_.generatorDevice);
+        adapter_ = fs::absolute(options_.generatorDevice);
         return;
     }
     addLine({"generator", options_.generatorFault, 0, options_.timeScale,
              [this](const std::string& slavePath) {
                  adapter_ = slavePath;
-                 if (driverLoaded_ && !adapterDue_) showAdapter();
+                 if (driverLoaded_ && adapterDue_ == kNever) showAdapter();
              }},
             std::make_unique<SignalGenerator>(&field_));
 }
@@ -133,17 +127,14 @@ void Station::driverChanged() {
     if (loaded == driverLoaded_) return;
     driverLoaded_ = loaded;
     transcript_.add("driver", '!', loaded ? "loaded" : "unloaded");
-    adapterDue_.reset();
-    if (loaded) {
-        adapterDue_ = Clock::now() + scaled(kAdapterDelay, options_.timeScale);
-    } else {
-        root_.unlinkDevice(kAdapter);
-    }
+    adapterDue_ = kNever;
+    if (!loaded) return root_.unlinkDevice(kAdapter);
+    adapterDue_ = Clock::now() + scaled(kAdapterDelay, options_.timeScale);
 }
 
 // The driver may have gone again in the meantime, with nobody told yet.
 void Station::showAdapter() {
-    adapterDue_.reset();
+    adapterDue_ = kNever;
     if (adapter_.empty() || !root_.driverLoaded()) return;
     root_.linkDevice(kAdapter, adapter_);
     if (!root_.driverLoaded()) root_.unlinkDevice(kAdapter);
@@ -151,9 +142,7 @@ void Station::showAdapter() {
 
 void Station::startCommand() {
     setenv("TARNWICK_STATION", root_.path().c_str(), 1);
-    std::vector<char*> words;
-    for (std::string& word : options_.command) words.push_back(word.data());
-    words.push_back(nullptr);
+    char** const words = options_.command;
     child_ = fork();
     if (child_ == -1) fail("fork");
     if (child_ > 0) return;
@@ -162,8 +151,8 @@ void Station::startCommand() {
 #endif
     std::signal(SIGPIPE, SIG_DFL);
     std::signal(SIGXFSZ, SIG_DFL);
-    execvp(words.front(), words.data());
-    fprintf(stderr, "tarnwick-station: %s: %s\n", words.front(),
+    execvp(words[0], words);
+    fprintf(stderr, "tarnwick-station: %s: %s\n", words[0],
             std::generic_category().message(errno).c_str());
     _exit(errno == ENOENT ? 127 : 126);
 }
@@ -172,20 +161,17 @@ void Station::announce() const {
     printf("export TARNWICK_STATION=%s\n", quoted(root_.path()).c_str());
     if (fflush(stdout) != 0) fail("standard output");
     if (isatty(STDERR_FILENO) == 0) return;
-    fprintf(stderr, "Serving %zu module(s):", options_.modules.size());
-    for (const auto& line : lines_) fprintf(stderr, " %s", line->name().c_str());
     fprintf(stderr,
-            "\nRun the line above in another shell, then Tarnwick there. Interrupt to end.\n");
+            "Run the line above in another shell, then Tarnwick there. Interrupt to end.\n");
 }
 
 int Station::timeout() const {
     const auto now = Clock::now();
-    Clock::time_point due =
-        now +
-        (root_.watchDescriptor() != -1 ? kRootCheck : scaled(kLookAround, options_.timeScale));
-    if (adapterDue_) due = std::min(due, *adapterDue_);
-    for (const auto& line : lines_) due = std::min(due, line->nextDue().value_or(due));
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(due - now);
+    const bool watched = root_.watchDescriptor() != -1;
+    const auto look = watched ? kRootCheck : scaled(kLookAround, options_.timeScale);
+    Clock::time_point due = std::min<Clock::time_point>(now + look, adapterDue_);
+    for (const auto& line : lines_) due = std::min(due, line->nextDue());
+    const auto left = std::chrono::ceil<milliseconds>(due - now);
     return static_cast<int>(std::max<std::int64_t>(left.count(), 0));
 }
 
@@ -209,28 +195,24 @@ void Station::serveLines() {
 
 void Station::lookAtRoot() {
     if (root_.driverMayHaveChanged()) driverChanged();
-    if (adapterDue_ && *adapterDue_ <= Clock::now()) showAdapter();
+    if (adapterDue_ <= Clock::now()) showAdapter();
     if (root_.exists()) return;
     complain("the station root is gone");
     status_ = EXIT_FAILURE;
 }
 
-void Station::reapCommand() {
-    int status = 0;
-    if (child_ <= 0 || waitpid(child_, &status, WNOHANG) != child_) return;
-    child_ = -1;
-    status_ = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-}
-
 void Station::handleSignals() {
     char signal = 0;
+    int status = 0;
     while (read(signalPipe[0], &signal, 1) == 1) {
         if (signal == SIGCHLD) {
-            reapCommand();
+            if (child_ == -1 || waitpid(child_, &status, WNOHANG) != child_) continue;
+            child_ = -1;
+            status_ = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
         } else if (child_ > 0) {
             kill(child_, signal);  // the command decides when to end, and the station with it
         } else if (!status_) {
-            status_ = options_.command.empty() ? EXIT_SUCCESS : 128 + signal;
+            status_ = *options_.command == nullptr ? EXIT_SUCCESS : 128 + signal;
         }
     }
 }
@@ -238,7 +220,7 @@ void Station::handleSignals() {
 int Station::serve() {
     handleSignals();  // one that came during the start ends it here
     if (status_) return *status_;
-    if (options_.command.empty()) {
+    if (*options_.command == nullptr) {
         announce();
     } else {
         startCommand();

@@ -15,14 +15,14 @@
 
 namespace station {
 
-// Once it is constructed, signals wake the station's loop instead of ending the program.
-struct SignalCatcher {
-    SignalCatcher();
-};
+// From now on signals wake a station's loop instead of ending the program, which would leave its
+// root behind.
+void catchSignals();
 
 // A test station at work: its root, its lines, the command that it serves.
 class Station {
   public:
+    // Signals must have been caught.
     explicit Station(const Options& options);
 
     // Serves until the command has ended, or a signal comes when there is none, or the root is
@@ -47,9 +47,7 @@ class Station {
     void lookAtRoot();
 
     int timeout() const;
-    void reapCommand();
 
-    SignalCatcher catcher_;  // before there is a root that a signal could leave behind
     Options options_;
     Root root_;
     Transcript transcript_;
@@ -57,7 +55,7 @@ class Station {
     std::vector<std::unique_ptr<Line>> lines_;
     std::string adapter_;  // what the adapter's node leads to; empty: there is no adapter
     bool driverLoaded_ = false;
-    std::optional<Clock::time_point> adapterDue_;
+    Clock::time_point adapterDue_ = kNever;  // when its node appears, after its driver was loaded
     bool stateFailed_ = false;
     pid_t child_ = -1;
     std::optional<int> status_;

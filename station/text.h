@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cctype>
 #include <cerrno>
 #include <cmath>
@@ -7,11 +8,11 @@
 #include <cstdlib>
 #include <initializer_list>
 #include <limits>
+#include <map>
 #include <stdexcept>
 #include <string>
 #include <string_view>
 #include <system_error>
-#include <utility>
 
 // Writing texts and reading those of the command line. What is refused is thrown as a sentence for
 // the operator.
@@ -30,6 +31,21 @@ std::string format(const char* pattern, Values... values) {
     return text;
 }
 
+using Values = std::map<std::string_view, std::string>;  // by name
+
+// The text with the values in place of their {names}.
+inline std::string filled(std::string_view text, const Values& values) {
+    std::string result;
+    for (;;) {
+        const std::size_t open = text.find('{');
+        result += text.substr(0, open);
+        if (open == std::string_view::npos) return result;
+        const std::size_t close = text.find('}', open);
+        result += values.at(text.substr(open + 1, close - open - 1));
+        text.remove_prefix(close + 1);
+    }
+}
+
 inline std::string inCapitals(std::string_view text) {
     std::string capitals(text);
     for (char& byte : capitals) {
@@ -42,13 +58,13 @@ inline std::string inCapitals(std::string_view text) {
     throw std::invalid_argument(std::string(what) + ": '" + std::string(text) + "'");
 }
 
-template <typename Value>
-Value choose(std::string_view text,
-             std::initializer_list<std::pair<std::string_view, Value>> choices) {
-    for (const auto& [name, value] : choices) {
-        if (name == text) return value;
-    }
-    refuse("unknown value", text);
+// Sets `choice` to the place of the text among the choices.
+template <typename Choice>
+void choose(std::string_view text, std::initializer_list<std::string_view> choices,
+            Choice* choice) {
+    const auto* known = std::ranges::find(choices, text);
+    if (known == choices.end()) refuse("unknown value", text);
+    *choice = static_cast<Choice>(known - choices.begin());
 }
 
 // A number, decimal or hexadecimal, from `least` to `most`.
@@ -56,10 +72,8 @@ inline double number(std::string_view text, double least, double most) {
     const std::string word(text);
     char* end = nullptr;
     const double value = std::strtod(word.c_str(), &end);
-    const bool blank = word.find_first_not_of(" \t\n\v\f\r") != 0;
-    if (blank || end != word.c_str() + word.size() || std::isnan(value)) {
-        refuse("not a number", text);
-    }
+    const bool blank = word.empty() || std::isspace(static_cast<unsigned char>(word[0])) != 0;
+    if (blank || *end != '\0' || std::isnan(value)) refuse("not a number", text);
     if (value < least) refuse("the number is too small", text);
     if (value > most) refuse("the number is too large", text);
     return value;

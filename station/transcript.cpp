@@ -10,31 +10,22 @@
 namespace station {
 
 static std::string escape(std::string_view text) {
-    constexpr std::string_view kLetters = "\r\n\\";
     std::string escaped;
     for (const char byte : text) {
-        const std::size_t letter = kLetters.find(byte);
-        const auto value = static_cast<unsigned char>(byte);
-        if (letter != std::string_view::npos) {
-            escaped += std::string("\\") + "rn\\"[letter];
-        } else if (value < 0x20 || value >= 0x7F) {
-            escaped += format("\\x%02X", value);
-        } else {
-            escaped += byte;
-        }
+        const bool isControl = byte < ' ' || byte > '~';
+        const int value = static_cast<unsigned char>(byte);
+        escaped += byte == '\r'   ? "\\r"
+                   : byte == '\n' ? "\\n"
+                   : byte == '\\' ? "\\\\"
+                                  : format(isControl ? "\\x%02X" : "%c", value);
     }
     return escaped;
 }
 
-void Transcript::writeTo(const std::string& path) {
+Transcript::Transcript(const std::string& path, bool shown) : path_(path), shown_(shown) {
+    if (path.empty()) return;
     file_.reset(fopen(path.c_str(), "we"));
     if (!file_) fail(path);
-    path_ = path;
-}
-
-void Transcript::show() {
-    shown_ = true;
-    coloured_ = isatty(STDERR_FILENO) != 0;
 }
 
 void Transcript::add(std::string_view name, char mark, std::string_view text) {
@@ -48,10 +39,10 @@ void Transcript::add(std::string_view name, char mark, std::string_view text) {
         file_.reset();
     }
     if (!shown_) return;
+    const bool coloured = isatty(STDERR_FILENO) != 0;
     const char* colour = mark == '>' ? "\033[36m" : mark == '<' ? "\033[32m" : "\033[33m";
-    const char* begin = coloured_ ? colour : "";
-    const char* end = coloured_ ? "\033[0m" : "";
-    fprintf(stderr, "%s%.3f %s%s\n", begin, time.count(), line.c_str(), end);
+    fprintf(stderr, "%s%.3f %s%s\n", coloured ? colour : "", time.count(), line.c_str(),
+            coloured ? "\033[0m" : "");
 }
 
 }  // namespace station

@@ -13,22 +13,17 @@ namespace station {
 // note.
 class Transcript {
   public:
-    // Adds a file, which is emptied. Throws std::system_error.
-    void writeTo(const std::string& path);
-    // Adds standard error, in colour when it is a terminal.
-    void show();
+    // Writes to a file, which is emptied, if its path is not empty, and to standard error if it is
+    // to be shown, in colour when that is a terminal. Throws std::system_error.
+    Transcript(const std::string& path, bool shown);
 
     // A file that cannot be written costs a line on standard error, and ends there.
     void add(std::string_view name, char mark, std::string_view text);
 
   private:
-    struct Closer {
-        void operator()(FILE* file) const { fclose(file); }
-    };
-    std::unique_ptr<FILE, Closer> file_;
     std::string path_;
-    bool shown_ = false;
-    bool coloured_ = false;
+    bool shown_;
+    std::unique_ptr<FILE, int (*)(FILE*)> file_{nullptr, fclose};
     std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
 };
 

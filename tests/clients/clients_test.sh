@@ -14,7 +14,7 @@ if [ $# -eq 1 ]; then
         if ! command -v $client >/dev/null; then
             echo "$client: skipped, it is not installed"
             [ $status != 0 ] || status=77
-        elif ! HOME=$work "$1" -m hspa,id=35209900176148 "$self" "$client" at-the-station; then
+        elif ! HOME=$work "$1" -m hspa,id=352099001761481 "$self" "$client" at-the-station; then
             status=1
         fi
     done

@@ -2,7 +2,7 @@
 // a command a line.
 #include <stdexcept>
 
-#include "station/module.h"
+#include "station/options.h"
 #include "station/signal_generator.h"
 #include "tests/fuzz/fuzz_target.h"
 
@@ -42,7 +42,7 @@ static void ask(const std::vector<std::string>& lines) {
         const auto answers = receiveWithFault(spec.fault, &module, line);
         require(answers.size() <= 2, "an answer has two pieces at most");
         if (spec.fault.kind == FaultKind::kNone) {
-            const bool taken = startsWithIgnoringCase(line, "AT");
+            const bool taken = inCapitals(line).starts_with("AT");
             require(answers.size() == (taken ? 1 : 0), "what begins with AT is answered");
             require(!taken || answers[0].bytes.empty() || answers[0].bytes.ends_with('\n') ||
                         answers[0].bytes.ends_with('\r'),

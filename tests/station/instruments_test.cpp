@@ -4,7 +4,7 @@
 #include <memory>
 #include <string>
 
-#include "station/module.h"
+#include "station/options.h"
 #include "station/radio.h"
 #include "station/signal_generator.h"
 

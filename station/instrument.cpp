@@ -1,6 +1,7 @@
-#include "station/fault.h"
+#include "station/instrument.h"
 
 #include <algorithm>
+#include <numeric>
 
 #include "station/text.h"
 
@@ -10,38 +11,29 @@ using std::chrono::milliseconds;
 
 static constexpr milliseconds kLate{2500};  // longer than the tool waits before it reads
 static constexpr milliseconds kPieces{50};  // from a piece of an answer to a hang-up
-static constexpr milliseconds kSplit{
-    700};  // between two pieces: a module's answer is being read by then
+// Between two pieces: a module's answer is being read by then.
+static constexpr milliseconds kSplit{700};
 
 static std::string allByteValues() {
-    std::string bytes;
-    for (int value = 0; value < 256; ++value) bytes.push_back(static_cast<char>(value));
+    std::string bytes(256, '\0');
+    std::iota(bytes.begin(), bytes.end(), '\0');
     return bytes + "\r\n";
-}
-
-bool startsWithIgnoringCase(std::string_view text, std::string_view start) {
-    return inCapitals(text).starts_with(inCapitals(start));
 }
 
 Fault parseFault(std::string_view text) {
     const std::size_t at = text.find('@');
     Fault fault;
-    fault.kind = choose<FaultKind>(text.substr(0, at), {{"silent", FaultKind::kSilent},
-                                                        {"error", FaultKind::kError},
-                                                        {"garbage", FaultKind::kGarbage},
-                                                        {"late", FaultKind::kLate},
-                                                        {"split", FaultKind::kSplit},
-                                                        {"hangup", FaultKind::kHangUp},
-                                                        {"hangup-mid", FaultKind::kHangUpMid},
-                                                        {"hangup-after", FaultKind::kHangUpAfter}});
+    choose(text.substr(0, at),
+           {"silent", "error", "garbage", "late", "split", "hangup", "hangup-mid", "hangup-after"},
+           &fault.kind);
     if (at != std::string_view::npos) fault.command = text.substr(at + 1);
     return fault;
 }
 
 std::vector<Answer> receiveWithFault(const Fault& fault, Instrument* instrument,
                                      std::string_view line) {
-    const FaultKind kind =
-        startsWithIgnoringCase(line, fault.command) ? fault.kind : FaultKind::kNone;
+    const bool isMeant = inCapitals(line).starts_with(inCapitals(fault.command));
+    const FaultKind kind = isMeant ? fault.kind : FaultKind::kNone;
     if (kind == FaultKind::kSilent) return {};
     if (kind == FaultKind::kError) return instrument->reject(line);
     if (kind == FaultKind::kGarbage) return {{allByteValues()}};
