@@ -46,7 +46,7 @@ class Killed : public testing::TestWithParam<int> {};
 
 // A signal at any moment of a dialogue, and the next run finds the line free and the station whole.
 TEST_P(Killed, AtAnyMoment) {
-    constexpr unsigned kMoments = 50;
+    constexpr unsigned kMoments = 28;
     constexpr unsigned kLongest = 30000;  // microseconds
     TestStation station({"-m", "hspa", "-m", "evdo"});
     const Words dialogues[] = {{"-a", "/dev/cu.wwanCMD19"},
