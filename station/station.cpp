@@ -78,10 +78,11 @@ Station::Station(const Options& options)
     : options_(options), root_(options.root), transcript_(options.transcript, options.verbose) {
     const std::vector<std::string> ports = portNames(options_);
     root_.fill(options_, ports);
+    // First, as what it is told before a module measures has its effect before.
+    if (!options_.noGenerator) addGenerator();
     for (std::size_t index = 0; index < ports.size(); ++index) {
         addModule(options_.modules[index], ports[index], static_cast<int>(index));
     }
-    if (!options_.noGenerator) addGenerator();
     driverLoaded_ = root_.driverLoaded();
     if (driverLoaded_) showAdapter();
 }
@@ -172,7 +173,7 @@ int Station::timeout() const {
     Clock::time_point due = std::min<Clock::time_point>(now + look, adapterDue_);
     for (const auto& line : lines_) due = std::min(due, line->nextDue());
     const auto left = std::chrono::ceil<milliseconds>(due - now);
-    return static_cast<int>(std::max<std::int64_t>(left.count(), 0));
+    return static_cast<int>(std::max(left, milliseconds{0}).count());
 }
 
 void Station::wait() const {
