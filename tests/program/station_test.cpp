@@ -66,8 +66,9 @@ TEST_P(Killed, AtAnyMoment) {
             << dialogue.front() << " killed after " << wait.count() << " us";
         EXPECT_EQ(next.status, 0);
     }
-    // A run that was killed may leave the driver loaded; the next one takes it as it is. It waits at
-    // a larger scale than the station, which comes to its turn in that time on a busy machine, too.
+    // A run that was killed may leave the driver loaded; the next one takes it as it is. It waits
+    // at a larger scale than the station, which comes to its turn in that time on a busy machine,
+    // too.
     station.write("host.conf", "user-id 0\ntime-scale 0.05\n");
     EXPECT_EQ(station.tool({"-c"}).status, 0);
     EXPECT_EQ(station.tool({"-a", "/dev/cu.wwanCMD19"}).output, "PASS\n");
