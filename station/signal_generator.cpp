@@ -138,7 +138,7 @@ std::string SignalGenerator::execute(std::string_view message) {
     if (header == "*CLS") clear();
     if (header != "SYST:ERR?") return "";
     if (errors_.empty()) return "0,\"No error\"";
-    const std::string entry = errors_.front();
+    std::string entry = errors_.front();
     errors_.pop_front();
     return entry;
 }
