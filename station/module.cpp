@@ -134,7 +134,7 @@ struct Module::Does {
     // cleared.
     static bool writePhonebook(Module& module, Call& call) {
         int place = 0;
-        int type = 129;
+        int type = 0;
         char number[64] = "";
         char text[64] = "";
         const char* arguments = call.arguments.c_str();
