@@ -12,8 +12,8 @@ namespace station {
 
 namespace {
 
-// Who takes a command: modules of a family; an EVDO one that sleeps; an HSPA one with a SIM that
-// can be read, or that needs no PIN either, after the password, or in test mode.
+// Which modules take a command: both families; EVDO, or EVDO while it sleeps; HSPA, or HSPA with a
+// SIM that can be read, with one that needs no PIN either, after the password, in test mode.
 enum Audience { kBoth, kEvdo, kAsleep, kHspa, kCard, kOpenCard, kDiagnostics, kTestMode };
 
 // What the arguments must be: so many integers, the first from 0 to `most` if that is given. No

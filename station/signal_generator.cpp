@@ -14,9 +14,10 @@ using Names = std::map<std::string_view, double>;
 
 struct SignalGenerator::Setting {
     std::string_view header;
-    Names names;  // of the values; of a number the units, none among them
+    // A switch's values by their words, or a number's factors by its units, "" for none.
+    Names names;
     double initial, least, most;
-    const char* pattern;  // as it is told
+    const char* pattern;  // of the answer to a query
 };
 
 static constexpr std::size_t kErrorQueueSize = 16;

@@ -29,9 +29,9 @@ using std::chrono::milliseconds;
 static constexpr const char* kAdapter = "tty.KeySerial1";
 // From the driver's load to the node.
 static constexpr milliseconds kAdapterDelay{1500};
-// Where the host cannot tell of changes.
+// How often the station looks where the host cannot tell of changes.
 static constexpr milliseconds kLookAround{20};
-// A root that is moved away tells nobody.
+// How often it looks whether its root is there: one that is moved away tells nobody.
 static constexpr milliseconds kRootCheck{1000};
 
 // Signals and the end of the command wake the loop through a pipe.
@@ -78,7 +78,7 @@ Station::Station(const Options& options)
     : options_(options), root_(options.root), transcript_(options.transcript, options.verbose) {
     const std::vector<std::string> ports = portNames(options_);
     root_.fill(options_, ports);
-    // First, as what it is told before a module measures has its effect before.
+    // Lines are read in this order: what the generator was told first has its effect first.
     if (!options_.noGenerator) addGenerator();
     for (std::size_t index = 0; index < ports.size(); ++index) {
         addModule(options_.modules[index], ports[index], static_cast<int>(index));
