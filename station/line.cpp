@@ -133,12 +133,13 @@ void Line::dropTraffic() {
 
 void Line::endTenure() {
     dropTraffic();
-    Pty next = openPty();
-    settings_.place(next.slavePath);
-    // Whoever was on the way to the old pty may have opened it by now: he keeps it.
+    if (!next_.master) next_ = openPty();
+    settings_.place(next_.slavePath);
+    // Whoever was on the way to the old pty may have opened it by now: he keeps it, and the new one
+    // is kept for later, as he, or another, may have come to that one in the meantime.
     if (read()) return settings_.place(pty_.slavePath);
     dropTraffic();
-    pty_ = std::move(next);
+    pty_ = std::exchange(next_, {});
     note('!', "close");
 }
 

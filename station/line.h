@@ -57,11 +57,11 @@ class Line {
 
   private:
     struct Pty {
-        Descriptor master;
-        std::string slavePath;
+        Descriptor master = {};
+        std::string slavePath = {};
         // Some hosts report the end of a pty that nobody has opened yet. There it counts once
         // something was read.
-        bool endCounts;
+        bool endCounts = false;
     };
     static Pty openPty();
     bool read();
@@ -79,6 +79,7 @@ class Line {
     std::unique_ptr<Instrument> instrument_;
     Transcript* transcript_;
     Pty pty_;
+    Pty next_;            // made for the next tenure, if its master is open
     bool taken_ = false;  // a command, since receive() was called
     std::string incoming_;
     std::multimap<Clock::time_point, Answer> pending_;  // by when they are due
