@@ -20,16 +20,6 @@ static std::string allByteValues() {
     return bytes + "\r\n";
 }
 
-Fault parseFault(std::string_view text) {
-    const std::size_t at = text.find('@');
-    Fault fault;
-    choose(text.substr(0, at),
-           {"silent", "error", "garbage", "late", "split", "hangup", "hangup-mid", "hangup-after"},
-           &fault.kind);
-    if (at != std::string_view::npos) fault.command = text.substr(at + 1);
-    return fault;
-}
-
 std::vector<Answer> receiveWithFault(const Fault& fault, Instrument* instrument,
                                      std::string_view line) {
     const bool isMeant = inCapitals(line).starts_with(inCapitals(fault.command));

@@ -6,6 +6,8 @@
 #include <string_view>
 #include <vector>
 
+#include "station/line_spec.h"
+
 // What stands behind one simulated serial line. Pure logic: no descriptors, no clock.
 namespace station {
 
@@ -29,33 +31,15 @@ class Instrument {
         return {{std::string(line) + "\r\r\nERROR\r\n"}};
     }
 
+    // What it says on its own now and then, as it goes over the wire; empty for nothing.
+    virtual std::string unsolicited() const { return ""; }
+
     // The state as "key=value" lines, each ended by a newline, for people and tests.
     virtual std::string state() const = 0;
 
     // Called with one line for the transcript, such as an entry of an error queue.
     std::function<void(std::string_view)> note = [](std::string_view) {};
 };
-
-// What goes wrong with a line's answers, at every command or at those that begin with `command`.
-enum class FaultKind {
-    kSilent,       // never hears
-    kError,        // answers ERROR
-    kGarbage,      // answers bytes of every value
-    kLate,         // answers after the tool began to read
-    kSplit,        // answers in two pieces
-    kHangUp,       // hangs up instead of answering
-    kHangUpMid,    // hangs up in the middle of the answer
-    kHangUpAfter,  // hangs up after the answer
-    kNone,
-};
-
-struct Fault {
-    FaultKind kind = FaultKind::kNone;
-    std::string command = {};
-};
-
-// Reads KIND[@COMMAND]. Throws std::invalid_argument.
-Fault parseFault(std::string_view text);
 
 // What the line does after the command: the instrument's answers as the fault leaves them.
 std::vector<Answer> receiveWithFault(const Fault& fault, Instrument* instrument,

@@ -16,7 +16,6 @@ namespace station {
 
 static constexpr std::size_t kLongestLine = 4096;
 static constexpr int kReadsAtOnce = 64;  // so that one who never stops writing stops no other line
-static constexpr std::string_view kChatter = "\r\n^RSSI: 18\r\n";
 
 Line::Line(LineSettings settings, std::unique_ptr<Instrument> instrument, Transcript* transcript)
     : settings_(std::move(settings)),
@@ -121,7 +120,7 @@ void Line::advance(Clock::time_point now) {
         if (answer.hangUp) return hangUp();
     }
     if (chatterDue_ > now) return;
-    write(kChatter);
+    write(instrument_->unsolicited());
     chatterDue_ = nextChatter();
 }
 

@@ -356,6 +356,10 @@ std::vector<Answer> Module::reject(std::string_view line) {
     return {{(echo_ ? std::string(line) + "\r" : "") + resultCode(kError)}};
 }
 
+std::string Module::unsolicited() const {
+    return spec_.isEvdo() ? "\r\n^HRSSILVL: 60\r\n" : "\r\n^RSSI: 18\r\n";
+}
+
 std::string Module::resultCode(std::string_view failure) const {
     if (quiet_) return "";
     if (words_) return "\r\n" + std::string(failure.empty() ? "OK" : failure) + "\r\n";

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstdint>
 #include <map>
 #include <optional>
 #include <string>
@@ -8,34 +7,11 @@
 #include <vector>
 
 #include "station/instrument.h"
+#include "station/module_spec.h"
 #include "station/radio.h"
 #include "station/text.h"
 
 namespace station {
-
-enum class SimState { kPresent, kAbsent, kPinPending, kError };
-
-// A module as `--module` describes it.
-struct ModuleSpec {
-    std::uint32_t productId = 0x8232;
-    std::string id;  // IMEI of 15 digits or ESN of 8 hexadecimal ones; empty: the module makes one
-    std::string firmware = "K2_0_7_19AP";
-    std::string hardware = "1.4";
-    std::string sku = "9901042";
-    std::string prl = "60683";
-    double loss = 0;  // dB that a bad antenna takes from what is received
-    SimState sim = SimState::kPresent;
-    int busy = 0;  // times that the SIM answers "SIM busy" first
-    bool asleep = false;
-    int temperatures[2] = {41, 43};
-    bool phonebookStuck = false;
-    bool echo = true;
-    double chatter = 0;  // seconds from one unsolicited line to the next; 0: there are none
-    std::string device;  // a real tty in place of a simulated module; empty: none
-    Fault fault;
-
-    bool isEvdo() const { return productId == 0x0019 || productId == 0x8222; }
-};
 
 // A cellular module behind its control tty: takes the AT commands of its family and those that all
 // modules have, several in a line, and keeps its state as long as the station runs. It echoes the
@@ -47,6 +23,7 @@ class Module : public Instrument {
 
     std::vector<Answer> receive(std::string_view line) override;
     std::vector<Answer> reject(std::string_view line) override;
+    std::string unsolicited() const override;
     std::string state() const override;
 
   private:

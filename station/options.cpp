@@ -1,7 +1,6 @@
 #include "station/options.h"
 
 #include <algorithm>
-#include <cctype>
 #include <iterator>
 #include <utility>
 #include <variant>
@@ -35,80 +34,6 @@ echo=off, chatter=SECONDS, device=PATH, and last fault=KIND[@COMMAND] with KIND 
 of silent, error, garbage, late, split, hangup, hangup-mid, hangup-after.
 )";
 
-static constexpr int kMost = 1000000;
-
-// An IMEI, or on EVDO an ESN.
-static std::string identity(std::string_view text, bool isEvdo) {
-    const std::string_view digits = isEvdo ? "0123456789ABCDEFabcdef" : "0123456789";
-    if (text.size() != (isEvdo ? 8 : 15) || text.find_first_not_of(digits) != text.npos) {
-        refuse(isEvdo ? "not an ESN of 8 hexadecimal digits" : "not an IMEI of 15 digits", text);
-    }
-    return std::string(text);
-}
-
-// What is printed into an answer: a control character would end a line of it.
-static std::string printable(std::string_view text) {
-    if (std::ranges::any_of(text, [](unsigned char byte) { return std::iscntrl(byte) != 0; })) {
-        refuse("a control character in the value", text);
-    }
-    return std::string(text);
-}
-
-template <typename Value>
-static void set(Value* member, Value value) {
-    *member = std::move(value);
-}
-
-static void setTemperatures(std::string_view value, int (&temperatures)[2]) {
-    constexpr int kColdest = -273;
-    const std::size_t slash = value.find('/');  // where there is none, the one number is for both
-    temperatures[0] = wholeNumber(value.substr(0, slash), kColdest, kMost);
-    temperatures[1] = wholeNumber(value.substr(slash + 1), kColdest, kMost);
-}
-
-static void takePair(std::string_view name, std::string_view text, ModuleSpec* spec) {
-    if (name == "id") return set(&spec->id, identity(text, spec->isEvdo()));
-    if (name == "firmware") return set(&spec->firmware, printable(text));
-    if (name == "hardware") return set(&spec->hardware, printable(text));
-    if (name == "sku") return set(&spec->sku, printable(text));
-    if (name == "prl") return set(&spec->prl, printable(text));
-    if (name == "loss") return set(&spec->loss, number(text, 0, kMost));
-    if (name == "sim") return choose(text, {"present", "absent", "pin", "error"}, &spec->sim);
-    if (name == "busy") return set(&spec->busy, wholeNumber(text, 0, kMost));
-    if (name == "asleep") return choose(text, {"no", "yes"}, &spec->asleep);
-    if (name == "temp") return setTemperatures(text, spec->temperatures);
-    if (name == "phonebook") return choose(text, {"good", "stuck"}, &spec->phonebookStuck);
-    if (name == "echo") return choose(text, {"off", "on"}, &spec->echo);
-    if (name == "chatter") return set(&spec->chatter, number(text, 0, 3600));
-    if (name == "device") return set(&spec->device, std::string(text));
-    if (name == "fault") return set(&spec->fault, parseFault(text));
-    refuse("unknown module key", name);
-}
-
-static std::uint32_t productIdOf(std::string_view kind) {
-    if (kind == "hspa") return 0x8232;
-    if (kind == "evdo") return 0x8222;
-    if (kind.find_first_of("0123456789") > 1) refuse("unknown kind of module", kind);
-    return static_cast<std::uint32_t>(wholeNumber(kind, 0, 0xffff));
-}
-
-ModuleSpec parseModuleSpec(std::string_view text) {
-    ModuleSpec spec;
-    std::size_t comma = text.find(',');
-    spec.productId = productIdOf(text.substr(0, comma));
-    if (spec.isEvdo()) spec.firmware = "p2813300,59370";
-    while (comma != std::string_view::npos) {
-        text.remove_prefix(comma + 1);
-        comma = text.starts_with("fault=") ? std::string_view::npos : text.find(',');
-        const std::string_view pair = text.substr(0, comma);
-        const std::string_view name = pair.substr(0, pair.find('='));
-        const std::string_view value = pair.substr(std::min(name.size() + 1, pair.size()));
-        if (value.empty()) refuse("module key without a value", name);
-        takePair(name, value, &spec);
-    }
-    return spec;
-}
-
 static constexpr struct {
     std::string_view letter, name;
     // What it sets, or calls with its argument. A switch takes none.
@@ -116,9 +41,7 @@ static constexpr struct {
         target;
 } kOptions[] = {
     {"-m", "--module",
-     [](Options& options, std::string_view text) {
-         options.modules.push_back(parseModuleSpec(text));
-     }},
+     [](Options& options, std::string_view text) { options.modules.push_back(parseModule(text)); }},
     {"-r", "--root", &Options::root},
     {"-t", "--transcript", &Options::transcript},
     {"", "--capture", &Options::capture},
@@ -128,8 +51,9 @@ static constexpr struct {
      [](Options& options, std::string_view text) { options.userId = wholeNumber(text, 0U); }},
     {"", "--no-generator", &Options::noGenerator},
     {"", "--generator-fault",
-     [](Options& options, std::string_view text) { options.generatorFault = parseFault(text); }},
-    {"", "--generator-device", &Options::generatorDevice},
+     [](Options& options, std::string_view text) { options.generator.fault = parseFault(text); }},
+    {"", "--generator-device",
+     [](Options& options, std::string_view text) { options.generator.device = text; }},
     {"", "--driver-loaded", &Options::driverLoaded},
     {"", "--verbose", &Options::verbose},
     {"", "--help", &Options::help},
@@ -141,8 +65,9 @@ static int takeOption(const std::string& word, const char* next, Options* option
     const bool isLong = word.starts_with("--");
     const std::size_t end = std::min(isLong ? word.find('=') : 2, word.size());
     const std::string name = word.substr(0, end);
-    const auto* option = std::ranges::find_if(
-        kOptions, [&](const auto& known) { return known.name == name || known.letter == name; });
+    const auto* option =
+        std::find_if(std::begin(kOptions), std::end(kOptions),
+                     [&](const auto& known) { return known.name == name || known.letter == name; });
     if (option == std::end(kOptions)) refuse("unknown option", word);
     const bool isAttached = end < word.size();
     if (const auto* flag = std::get_if<bool Options::*>(&option->target)) {

@@ -4,21 +4,21 @@
 #include <string_view>
 #include <vector>
 
-#include "station/module.h"
+#include "station/line_spec.h"
+#include "station/module_spec.h"
 
 namespace station {
 
 // The command line of tarnwick-station.
 struct Options {
-    std::vector<ModuleSpec> modules;
+    std::vector<DescribedModule> modules;
     std::string root;
     std::string transcript;
     std::string capture;
     double timeScale = 1;
     unsigned userId = 0;
     bool noGenerator = false;
-    Fault generatorFault;
-    std::string generatorDevice;  // a real tty in the simulated generator's place; empty: none
+    LineSpec generator;
     bool driverLoaded = false;
     bool verbose = false;
     bool help = false;
@@ -29,10 +29,6 @@ struct Options {
 // Reads the words behind the program's name, of which the last is null. Throws
 // std::invalid_argument with a sentence for the operator.
 Options parseOptions(char** words);
-
-// Reads "hspa", "evdo" or a product id, then ",key=value" pairs; a fault comes last and takes the
-// rest. Throws as well.
-ModuleSpec parseModuleSpec(std::string_view text);
 
 extern const char kHelp[];
 

@@ -35,7 +35,7 @@ static constexpr struct {
 } kReceptions[] = {{1250.0 / 2, -108}, {200.0 / 2, -113}, {5000.0 / 2, -106}};
 
 std::optional<Channel> channelOf(int band, int number) {
-    const auto* row = std::ranges::find_if(kRows, [&](const auto& known) {
+    const auto* row = std::find_if(std::begin(kRows), std::end(kRows), [&](const auto& known) {
         return known.band == band && number >= known.first && number <= known.last;
     });
     if (row == std::end(kRows)) return std::nullopt;
@@ -43,7 +43,7 @@ std::optional<Channel> channelOf(int band, int number) {
 }
 
 bool isBandCode(int code) {
-    return std::ranges::any_of(kRows, [code](const auto& known) {
+    return std::any_of(std::begin(kRows), std::end(kRows), [code](const auto& known) {
         return known.band == code && known.radio != Radio::kCdma;
     });
 }

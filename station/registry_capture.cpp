@@ -37,12 +37,12 @@ static std::string serialPort(const std::string& name) {
                      key("IODialinDevice", "/dev/tty." + name));
 }
 
-std::string servicePlane(const std::vector<ModuleSpec>& modules,
+std::string servicePlane(const std::vector<DescribedModule>& modules,
                          const std::vector<std::string>& ports) {
     std::string entries = serialPort("Bluetooth-Incoming-Port");
     for (std::size_t index = 0; index < ports.size(); ++index) {
         const std::string id = "<key>idProduct</key><integer>" +
-                               std::to_string(modules[index].productId) + "</integer>\n";
+                               std::to_string(modules[index].module.productId) + "</integer>\n";
         entries +=
             entry("WWAN Module", "IOUSBDevice", id,
                   entry("OrvelWWANSupport", "OrvelWWANSupport", id, serialPort(ports[index])));
@@ -66,7 +66,8 @@ std::vector<std::string> portNames(const Options& options) {
     std::vector<std::string> names;
     for (int number = kFirstPort; names.size() < options.modules.size(); number += kPortStep) {
         const std::string name = "wwanCMD" + std::to_string(number);
-        if (std::ranges::find(taken, "/dev/cu." + name) == taken.end()) names.push_back(name);
+        if (std::find(taken.begin(), taken.end(), "/dev/cu." + name) == taken.end())
+            names.push_back(name);
     }
     return names;
 }

@@ -10,7 +10,7 @@ namespace station {
 // The service plane with an entry for each module, as ioreg prints it. Entries with the same id are
 // one, and it may stand behind the plane of another station; so its entries have no ids. `ports`
 // are the names of the modules' serial ports.
-std::string servicePlane(const std::vector<ModuleSpec>& modules,
+std::string servicePlane(const std::vector<DescribedModule>& modules,
                          const std::vector<std::string>& ports);
 
 // A small device-tree plane.

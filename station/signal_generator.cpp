@@ -123,7 +123,8 @@ std::string SignalGenerator::execute(std::string_view message) {
     const std::string parameter = takePart(&message, '\0');
     const bool isQuery = header.ends_with('?');
     const std::string name = header.substr(0, header.size() - (isQuery ? 1 : 0));
-    const auto* setting = std::ranges::find(kSettings, name, &Setting::header);
+    const auto* setting = std::find_if(std::begin(kSettings), std::end(kSettings),
+                                       [&](const Setting& known) { return known.header == name; });
     const bool isSetting = setting != std::end(kSettings);
     const bool isKnown = isSetting || kCommon.find(" " + header + " ") != kCommon.npos;
     const bool takesParameter = isSetting && !isQuery;

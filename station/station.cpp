@@ -87,20 +87,21 @@ Station::Station(const Options& options)
     if (driverLoaded_) showAdapter();
 }
 
-void Station::addModule(const ModuleSpec& spec, const std::string& port, int index) {
+void Station::addModule(const DescribedModule& described, const std::string& port, int index) {
     const std::string node = "cu." + port;
-    if (!spec.device.empty()) return root_.linkDevice(node, fs::absolute(spec.device));
-    addLine({port, spec.fault, spec.chatter, options_.timeScale,
+    const auto& [spec, line] = described;
+    if (!line.device.empty()) return root_.linkDevice(node, fs::absolute(line.device));
+    addLine({port, line.fault, line.chatter, options_.timeScale,
              [this, node](const std::string& slavePath) { root_.linkDevice(node, slavePath); }},
             std::make_unique<Module>(spec, index, field_));
 }
 
 void Station::addGenerator() {
-    if (!options_.generatorDevice.empty()) {
-        adapter_ = fs::absolute(options_.generatorDevice);
+    if (!options_.generator.device.empty()) {
+        adapter_ = fs::absolute(options_.generator.device);
         return;
     }
-    addLine({"generator", options_.generatorFault, 0, options_.timeScale,
+    addLine({"generator", options_.generator.fault, 0, options_.timeScale,
              [this](const std::string& slavePath) {
                  adapter_ = slavePath;
                  if (driverLoaded_ && adapterDue_ == kNever) showAdapter();

@@ -30,7 +30,7 @@ class Station {
     int serve();
 
   private:
-    void addModule(const ModuleSpec& spec, const std::string& port, int index);
+    void addModule(const DescribedModule& described, const std::string& port, int index);
     void addGenerator();
     void addLine(LineSettings settings, std::unique_ptr<Instrument> instrument);
     void saveState(const Line& line);

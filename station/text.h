@@ -23,11 +23,12 @@ namespace station {
     throw std::system_error(errno, std::generic_category(), what);
 }
 
-// At most 63 characters.
-template <typename... Values>
-std::string format(const char* pattern, Values... values) {
-    char text[64];
-    std::snprintf(text, sizeof text, pattern, values...);
+// As snprintf does; never cut.
+template <typename... Arguments>
+std::string format(const char* pattern, Arguments... arguments) {
+    const int length = std::snprintf(nullptr, 0, pattern, arguments...);
+    std::string text(static_cast<std::size_t>(std::max(length, 0)), '\0');
+    std::snprintf(text.data(), text.size() + 1, pattern, arguments...);
     return text;
 }
 
@@ -62,7 +63,7 @@ inline std::string inCapitals(std::string_view text) {
 template <typename Choice>
 void choose(std::string_view text, std::initializer_list<std::string_view> choices,
             Choice* choice) {
-    const auto* known = std::ranges::find(choices, text);
+    const auto* known = std::find(choices.begin(), choices.end(), text);
     if (known == choices.end()) refuse("unknown value", text);
     *choice = static_cast<Choice>(known - choices.begin());
 }

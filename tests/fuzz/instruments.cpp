@@ -2,15 +2,16 @@
 // a command a line.
 #include <stdexcept>
 
-#include "station/options.h"
+#include "station/module.h"
+#include "station/module_spec.h"
 #include "station/signal_generator.h"
 #include "tests/fuzz/fuzz_target.h"
 
 using namespace station;
 
-static ModuleSpec specFrom(const std::string& text) {
+static DescribedModule describedBy(const std::string& text) {
     try {
-        return parseModuleSpec(text);
+        return parseModule(text);
     } catch (const std::invalid_argument&) {
         return {};
     }
@@ -33,15 +34,15 @@ static void command(const std::vector<std::string>& lines) {
 }
 
 static void ask(const std::vector<std::string>& lines) {
-    const ModuleSpec spec = specFrom(lines[0]);
+    const auto [spec, lineSpec] = describedBy(lines[0]);
     const RfField field = {.output = true, .frequencyHz = 947.4e6, .levelDbm = -50};
     Module module(spec, 1, field);
     for (std::size_t index = 1; index < lines.size(); ++index) {
         const std::string& line = lines[index];
         if (line.empty()) continue;
-        const auto answers = receiveWithFault(spec.fault, &module, line);
+        const auto answers = receiveWithFault(lineSpec.fault, &module, line);
         require(answers.size() <= 2, "an answer has two pieces at most");
-        if (spec.fault.kind == FaultKind::kNone) {
+        if (lineSpec.fault.kind == FaultKind::kNone) {
             const bool taken = inCapitals(line).starts_with("AT");
             require(answers.size() == (taken ? 1 : 0), "what begins with AT is answered");
             require(!taken || answers[0].bytes.empty() || answers[0].bytes.ends_with('\n') ||

@@ -4,7 +4,8 @@
 #include <memory>
 #include <string>
 
-#include "station/options.h"
+#include "station/module.h"
+#include "station/module_spec.h"
 #include "station/radio.h"
 #include "station/signal_generator.h"
 
@@ -64,7 +65,7 @@ TEST(Instruments, AnswerAsWritten) {
         } else if (line == "@ generator") {
             instrument = std::make_unique<SignalGenerator>(&field);
         } else if (line.starts_with('@')) {
-            instrument = std::make_unique<Module>(parseModuleSpec(text), 0, field);
+            instrument = std::make_unique<Module>(parseModule(text).module, 0, field);
             ++dialogues;
         }
     }

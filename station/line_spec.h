@@ -1,0 +1,40 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace station {
+
+// What goes wrong with a line's answers, at every command or at those that begin with `command`.
+enum class FaultKind {
+    kSilent,       // never hears
+    kError,        // answers ERROR
+    kGarbage,      // answers bytes of every value
+    kLate,         // answers after the tool began to read
+    kSplit,        // answers in two pieces
+    kHangUp,       // hangs up instead of answering
+    kHangUpMid,    // hangs up in the middle of the answer
+    kHangUpAfter,  // hangs up after the answer
+    kNone,
+};
+
+struct Fault {
+    FaultKind kind = FaultKind::kNone;
+    std::string command = {};
+};
+
+// What the command line says of a line, apart from the instrument behind it.
+struct LineSpec {
+    Fault fault = {};
+    double chatter = 0;       // seconds from one unsolicited line to the next; 0: there are none
+    std::string device = {};  // a real tty in place of a simulated instrument; empty: none
+};
+
+// Reads KIND[@COMMAND]. Throws std::invalid_argument.
+Fault parseFault(std::string_view text);
+
+// Sets what the key of a module's description says of its line. False if it says nothing of it.
+// Throws std::invalid_argument.
+bool takeLineKey(std::string_view key, std::string_view value, LineSpec* spec);
+
+}  // namespace station
