@@ -16,6 +16,7 @@
 #include "platform/host.h"
 #include "platform/io_registry.h"
 #include "platform/simulated/simulated_registry.h"
+#include "tests/support/case_text.h"
 
 namespace {
 
@@ -114,40 +115,34 @@ void describeRegistry() {
 }
 
 struct Block {
-    std::string what;
     std::map<std::string, std::string> files;
     std::string said;
 };
 
-std::vector<Block> readBlocks(const char* path) {
-    std::ifstream stream(path);
-    std::vector<Block> blocks;
-    std::string file;
-    for (std::string line; std::getline(stream, line);) {
-        if (line.starts_with("$ ")) {
-            file = "IOService.plist";
-            blocks.push_back({line, {{file, ""}}, ""});
-        } else if (blocks.empty() || line.empty()) {
-            continue;
-        } else if (line.starts_with('|')) {
-            blocks.back().said += line.substr(1) + "\n";
-        } else if (line.starts_with("file ")) {
-            file = line.substr(5);
+Block blockOf(const Case& testCase) {
+    std::string file = "IOService.plist";
+    Block block = {{{file, ""}}, ""};
+    for (const CaseLine& line : testCase.lines) {
+        if (line.mark == "|") {
+            block.said += printed(line);
+        } else if (line.mark == "file") {
+            file = line.text;
         } else {
-            blocks.back().files[file] += line + "\n";
+            block.files[file] += line.text + "\n";
         }
     }
-    return blocks;
+    return block;
 }
 
 }  // namespace
 
 TEST_F(StationRoot, GivesWhatItsCapturesHold) {
-    for (const Block& block : readBlocks(TARNWICK_CAPTURES)) {
+    for (const Case& testCase : readCases(TARNWICK_CAPTURES, {"%", "file", "|"})) {
+        const Block block = blockOf(testCase);
         fs::remove_all(root / "ioregistry");
         fs::create_directory(root / "ioregistry");
         for (const auto& [name, capture] : block.files) write("ioregistry/" + name, capture);
-        EXPECT_EQ(said(describeRegistry), block.said) << block.what;
+        EXPECT_EQ(said(describeRegistry), block.said) << testCase.place << ": " << testCase.title;
     }
     unsetenv("TARNWICK_STATION");
     EXPECT_EQ(said(describeRegistry), "0 found:\n");

@@ -15,6 +15,8 @@
 #include <sstream>
 #include <thread>
 
+#include "tests/support/case_text.h"
+
 namespace fs = std::filesystem;
 using Clock = std::chrono::steady_clock;
 
@@ -62,15 +64,9 @@ bool drain(int descriptor, std::string* text) {
     return count > 0;
 }
 
-std::vector<std::string> wordsOf(const char* text) {
-    std::istringstream stream(text == nullptr ? "" : text);
-    std::vector<std::string> words;
-    for (std::string word; stream >> word;) words.push_back(word);
-    return words;
-}
-
 std::vector<std::string> toolCommand(const std::vector<std::string>& arguments) {
-    std::vector<std::string> command = wordsOf(std::getenv("TARNWICK_UNDER"));
+    const char* under = std::getenv("TARNWICK_UNDER");
+    std::vector<std::string> command = wordsOf(under == nullptr ? "" : under);
     command.push_back(command.empty() ? toolPath() : TARNWICK_DYNAMIC);
     command.insert(command.end(), arguments.begin(), arguments.end());
     return command;
@@ -226,13 +222,14 @@ void TestStation::waitFor(const std::string& start) const {
     ADD_FAILURE() << "not seen in the transcript: " << start;
 }
 
-std::string TestStation::wire(const std::string& line) {
+std::map<std::string, std::string> TestStation::wires() {
     stop();
-    const std::string mark = line + " > ";
-    std::string commands;
+    std::map<std::string, std::string> wires;
     for (const std::string& entry : transcript()) {
-        if (!entry.starts_with(mark)) continue;
-        commands += (commands.empty() ? "" : " ") + entry.substr(mark.size());
+        const std::size_t nameEnd = entry.find(' ');
+        if (nameEnd == std::string::npos || entry.compare(nameEnd, 3, " > ") != 0) continue;
+        std::string& commands = wires[entry.substr(0, nameEnd)];
+        commands += (commands.empty() ? "" : " ") + entry.substr(nameEnd + 3);
     }
-    return commands;
+    return wires;
 }

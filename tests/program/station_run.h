@@ -3,6 +3,7 @@
 #include <sys/types.h>
 
 #include <csignal>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -59,8 +60,9 @@ class TestStation {
     // Stops the station by the signal, or waits for it to end by itself (0); its exit status.
     // Afterwards the transcript and the state files are complete.
     int stop(int signal = SIGTERM);
-    // Stops the station; the commands that were sent to `line`, parted by blanks.
-    std::string wire(const std::string& line = "wwanCMD19");
+    // Stops the station; the commands that each of its lines was sent, parted by blanks, but for
+    // lines that were sent none.
+    std::map<std::string, std::string> wires();
 
   private:
     std::string root_;

@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <fstream>
 #include <memory>
 #include <string>
 
@@ -8,6 +7,7 @@
 #include "station/module_spec.h"
 #include "station/radio.h"
 #include "station/signal_generator.h"
+#include "tests/support/case_text.h"
 
 using namespace station;
 
@@ -17,14 +17,6 @@ std::string answerOf(Instrument& instrument, const std::string& command) {
     std::string text;
     for (const Answer& answer : instrument.receive(command)) text += answer.bytes;
     return text;
-}
-
-std::string escaped(const std::string& text) {
-    std::string result;
-    for (const char byte : text) {
-        result += byte == '\r' ? "\\r" : byte == '\n' ? "\\n" : std::string(1, byte);
-    }
-    return result;
 }
 
 }  // namespace
@@ -47,28 +39,27 @@ TEST(Radio, ALevelReachesOnlyATunedReceiver) {
 
 // Whole dialogues, which stand in dialogues.txt.
 TEST(Instruments, AnswerAsWritten) {
-    std::ifstream file(TARNWICK_DIALOGUES);
-    RfField field;
-    std::unique_ptr<Instrument> instrument;
-    std::string asked;
-    std::string answer;
-    int dialogues = 0;
-    for (std::string line; std::getline(file, line);) {
-        const std::string text = line.substr(std::min(line.find(' ') + 1, line.size()));
-        if (line.starts_with('<')) {
-            EXPECT_EQ(escaped(answer), text) << asked;
-            answer.clear();
-        } else if (line.starts_with('>')) {
+    for (const Case& testCase : readCases(TARNWICK_DIALOGUES, {"@", ">", "<"})) {
+        RfField field;
+        std::unique_ptr<Instrument> instrument;
+        std::string answer;
+        std::string asked = testCase.place + ": " + testCase.title;
+        for (const CaseLine& line : testCase.lines) {
+            if (line.mark == "<") {
+                EXPECT_EQ(answer, unescaped(line)) << asked;
+                answer.clear();
+                continue;
+            }
             EXPECT_EQ(answer, "") << asked;
-            asked = text;
-            answer = answerOf(*instrument, text);
-        } else if (line == "@ generator") {
-            instrument = std::make_unique<SignalGenerator>(&field);
-        } else if (line.starts_with('@')) {
-            instrument = std::make_unique<Module>(parseModule(text).module, 0, field);
-            ++dialogues;
+            asked = line.place + ": " + line.text;
+            if (line.mark == ">") {
+                answer = answerOf(*instrument, line.text);
+            } else if (line.text == "generator") {
+                instrument = std::make_unique<SignalGenerator>(&field);
+            } else {
+                instrument = std::make_unique<Module>(parseModule(line.text).module, 0, field);
+            }
         }
+        EXPECT_EQ(answer, "") << asked;
     }
-    EXPECT_EQ(answer, "") << asked;
-    EXPECT_GT(dialogues, 5);
 }
