@@ -6,6 +6,7 @@
 #include "cli/module_options.h"
 #include "cli/usage.h"
 #include "cli/verify_arguments.h"
+#include "discovery/module_family.h"
 #include "discovery/module_table.h"
 #include "platform/bounded_text.h"
 #include "platform/host.h"

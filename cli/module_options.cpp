@@ -1,8 +1,9 @@
 #include "cli/module_options.h"
 
 #include <cstdio>
+#include <span>
 
-#include "discovery/module_table.h"
+#include "discovery/module_family.h"
 #include "modem/identity.h"
 #include "modem/power.h"
 #include "modem/query.h"
@@ -10,7 +11,6 @@
 #include "modem/thermistor.h"
 #include "platform/bounded_text.h"
 #include "platform/host.h"
-#include "rf/band_plan.h"
 #include "rf/channel_frequency.h"
 #include "rf/signal_strength.h"
 #include "rf/transmitter.h"
@@ -31,8 +31,7 @@ struct TextQuery {
     const char* label;  // before the answer
     // Cleared, `text` has room for kReplySize bytes.
     std::int32_t (*operation)(const char* ttyPath, char* text);
-    const char* errorName;                             // null: it has printed its error line
-    ModuleFamily onlyFamily = ModuleFamily::kUnknown;  // kUnknown: every family is asked
+    const char* errorName;  // null: it has printed its error line
 };
 
 }  // namespace
@@ -71,32 +70,54 @@ static std::int32_t describeSIM(const char* tty, char* text) {
     return result;
 }
 
-static constexpr TextQuery kInformation[] = {
-    {"FW = ", GetFWRevision, "GetFWRevision"},
-    {"HW = ", GetHWRevision, "GetHWRevision"},
-    {"PRLVER = ", GetPRLVersion, nullptr, ModuleFamily::kEvdo},
-    {"SIM PRESENT = ", describeSIM, "GetSIMPresence", ModuleFamily::kHspa},
-    {"SIM TYPE = ", GetSIMType, nullptr, ModuleFamily::kHspa},
-    {"STATUS = ", GetWWanStatus, "GetWWanStatus"},
+static constexpr TextQuery kFirmware = {"FW = ", GetFWRevision, "GetFWRevision"};
+static constexpr TextQuery kHardware = {"HW = ", GetHWRevision, "GetHWRevision"};
+static constexpr TextQuery kStatus = {"STATUS = ", GetWWanStatus, "GetWWanStatus"};
+static constexpr TextQuery kEvdoInformation[] = {
+    kFirmware,
+    kHardware,
+    {"PRLVER = ", GetPRLVersion, nullptr},
+    kStatus,
+};
+static constexpr TextQuery kHspaInformation[] = {
+    kFirmware,
+    kHardware,
+    {"SIM PRESENT = ", describeSIM, "GetSIMPresence"},
+    {"SIM TYPE = ", GetSIMType, nullptr},
+    kStatus,
 };
 
-int ShowInformation(const char* tty, const Operands&) {
-    const ModuleFamily family = familyOf(gCardModel);
-    for (const TextQuery& query : kInformation) {
-        if (query.onlyFamily != ModuleFamily::kUnknown && query.onlyFamily != family) continue;
+static int showTexts(const char* tty, std::span<const TextQuery> queries) {
+    for (const TextQuery& query : queries) {
         const int status = showText(tty, query);
         if (status != kExitOk) return status;
     }
     return kExitOk;
 }
 
+int ShowInformation(const char* tty, const Operands&) {
+    switch (familyOf(gCardModel)) {
+        case ModuleFamily::kEvdo:
+            return showTexts(tty, kEvdoInformation);
+        case ModuleFamily::kHspa:
+            return showTexts(tty, kHspaInformation);
+        case ModuleFamily::kUnknown:
+            break;
+    }
+    return kExitOk;
+}
+
 int ShowSIMPresence(const char* tty, const Operands&) {
-    char simText[kValueSize] = {};
     std::uint32_t present = 0;
-    // The EVDO family has no SIM to ask for.
-    if (familyOf(gCardModel) != ModuleFamily::kEvdo) {
-        const std::int32_t result = GetSIMPresence(tty, simText, &present);
-        if (result != kModemOk) return reportError("GetSIMPresence", result, result);
+    switch (familyOf(gCardModel)) {
+        case ModuleFamily::kEvdo:  // has no SIM to ask for
+            break;
+        case ModuleFamily::kHspa:
+        case ModuleFamily::kUnknown: {
+            char simText[kValueSize] = {};
+            const std::int32_t result = GetSIMPresence(tty, simText, &present);
+            if (result != kModemOk) return reportError("GetSIMPresence", result, result);
+        }
     }
     puts(present != 0 ? "TRUE" : "FALSE");
     return kExitOk;
@@ -161,26 +182,10 @@ int Receive(const char* tty, const Operands& operands) {
     return showLevel(tty, operands, channelFrequency(operands));
 }
 
-// Where a test tone would stand within the channel, in MHz.
-static float offsetFrequency(const Operands& operands, float frequency) {
-    const Band* band = findBand(operands.band);
-    if (band == nullptr) return frequency;
-    const double widened = static_cast<double>(frequency);
-    switch (band->standard) {
-        case RadioStandard::kCdma:
-            break;
-        case RadioStandard::kGsm:
-            return static_cast<float>(widened + 0.067);
-        case RadioStandard::kWcdma:
-            return static_cast<float>(widened + 1.2);
-    }
-    return frequency + 0.0F;
-}
-
 int ReceiveFromGenerator(const char* tty, const Operands& operands) {
     const float frequency = channelFrequency(operands);
-    // Not used: the generator is tuned to the channel itself, as the limits of all stations assume.
-    [[maybe_unused]] const float toneFrequency = offsetFrequency(operands, frequency);
+    // To the carrier itself, as the limits of all stations assume: a test tone would stand 0.067
+    // MHz above it in a GSM channel and 1.2 MHz above it in a WCDMA channel.
     std::int32_t result = EnableSignalGenerator(frequency, operands.power);
     if (result != 0) return reportError("EnableSignalGenerator", result, result);
     host::PauseMilliseconds(kGeneratorSettling);

@@ -2,7 +2,7 @@
 
 #include <cstdio>
 
-#include "discovery/module_table.h"
+#include "discovery/module_family.h"
 #include "rf/band_plan.h"
 
 static bool fitsModule(const Band* band) {

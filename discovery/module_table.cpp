@@ -10,55 +10,6 @@
 
 WWANDevice gWWANDevice[kMaxModules];
 std::int32_t gTotalWWANDevices = 0;
-std::uint32_t gCardModel = 0;
-
-ModuleFamily familyOf(std::uint32_t productId) {
-    switch (productId) {
-        case 0x0019:
-        case 0x8222:
-            return ModuleFamily::kEvdo;
-        case 0x8231:
-        case 0x8232:
-            return ModuleFamily::kHspa;
-        default:
-            return ModuleFamily::kUnknown;
-    }
-}
-
-void TypeRefToString(property::Value value, char* text, std::size_t size) {
-    copyText(text, size, "?");
-    const auto room = static_cast<std::int64_t>(size);
-    switch (property::KindOf(value)) {
-        case property::Kind::kData: {
-            const std::int64_t length = property::DataLength(value);
-            if (length > 0 && length < room) {
-                memcpy(text, property::DataBytes(value), static_cast<std::size_t>(length));
-            }
-            break;
-        }
-        case property::Kind::kString:
-            // A conversion that fails half-way may leave anything behind.
-            if (property::StringLength(value) < room &&
-                !property::StringToCString(value, text, room, property::SystemEncoding())) {
-                copyText(text, size, "?");
-            }
-            break;
-        case property::Kind::kBoolean:
-            formatText(text, size, "%d", property::BooleanValue(value) ? 1 : 0);
-            break;
-        case property::Kind::kNumber: {
-            long number = 0;
-            if (property::GetNumber(value, property::kLong, &number)) {
-                formatText(text, size, "%d", static_cast<int>(number));
-            }
-            break;
-        }
-        case property::Kind::kNone:
-        case property::Kind::kOther:
-            return;
-    }
-    property::Release(value);
-}
 
 // Stores the service's callout path as entry `index` and returns true if it is a command port's.
 // Behind the table's end there is nothing to store, but the port counts.
@@ -88,8 +39,7 @@ static int scanServices(const char* className, bool (*take)(registry::Object, st
                         std::int32_t* count) {
     *count = 0;
     RegistryScan scan = {0, 0};
-    const int result = findServices("IdentifyWWANModule", className, &scan.iterator);
-    if (result != kDiscoveryOk) return result;
+    if (!findServices("IdentifyWWANModule", className, &scan.iterator)) return kRegistryFailed;
     for (;;) {
         bool restarted = false;
         const registry::Object service = NextEntry(&scan, &restarted);

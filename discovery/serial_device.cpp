@@ -56,7 +56,7 @@ static registry::Object nextDevice(RegistryScan* scan, char* path) {
 
 int GetWWanBSDPath(const char* text, char* path) {
     RegistryScan scan = {0, 0};
-    if (findServices("GetWWanBSDPath", "IOSerialBSDClient", &scan.iterator) != 0) {
+    if (!findServices("GetWWanBSDPath", "IOSerialBSDClient", &scan.iterator)) {
         return kDeviceLookupFailed;
     }
     int result = kDeviceOk;

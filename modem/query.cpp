@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "discovery/module_table.h"
+#include "discovery/module_family.h"
 #include "platform/bounded_text.h"
 #include "serial/module_session.h"
 #include "serial/reply_lines.h"

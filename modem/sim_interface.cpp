@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "discovery/module_table.h"
+#include "discovery/module_family.h"
 #include "modem/query.h"
 #include "platform/bounded_text.h"
 #include "serial/module_session.h"
@@ -70,11 +70,20 @@ static std::int32_t runSteps(ModuleSession* session) {
     return closeModule(session);
 }
 
-std::int32_t VerifySIMInterface(const char* ttyPath) {
-    const ModuleFamily family = familyOf(gCardModel);
-    if (family == ModuleFamily::kEvdo) return reportNotSupported(kOperation);
-    if (family == ModuleFamily::kUnknown) return kModemOk;
+static std::int32_t testSIM(const char* ttyPath) {
     ModuleSession session;
     const int result = openModule(&session, kOperation, ttyPath);
     return result != kSerialOk ? result : runSteps(&session);
+}
+
+std::int32_t VerifySIMInterface(const char* ttyPath) {
+    switch (familyOf(gCardModel)) {
+        case ModuleFamily::kEvdo:
+            return reportNotSupported(kOperation);
+        case ModuleFamily::kHspa:
+            return testSIM(ttyPath);
+        case ModuleFamily::kUnknown:
+            break;
+    }
+    return kModemOk;
 }

@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "discovery/module_table.h"
+#include "discovery/module_family.h"
 #include "modem/query.h"
 #include "platform/bounded_text.h"
 #include "rf/signal_strength.h"

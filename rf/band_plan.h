@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "discovery/module_table.h"
+#include "discovery/module_family.h"
 
 // The bands that the RF side knows, by the numbers that operators type.
 

@@ -2,7 +2,7 @@
 
 #include <cstdio>
 
-#include "discovery/module_table.h"
+#include "discovery/module_family.h"
 #include "platform/host.h"
 #include "rf/band_plan.h"
 #include "rf/diagnostic_mode.h"
@@ -112,15 +112,25 @@ static bool measureInDiagnosticMode(ModuleSession* session, const Measurement& w
     return true;
 }
 
+static bool measure(ModuleSession* session, const Measurement& wanted, std::int32_t* reading) {
+    for (;;) {
+        switch (familyOf(gCardModel)) {
+            case ModuleFamily::kEvdo:
+                return measureDirectly(session, wanted, reading);
+            case ModuleFamily::kHspa:
+                return measureInDiagnosticMode(session, wanted, reading);
+            case ModuleFamily::kUnknown:
+                // Callers check the id first: there is no way to measure here and none to fail.
+                host::PauseMilliseconds(kFamilyPause);
+        }
+    }
+}
+
 std::int32_t GetWWanRSSI(const char* ttyPath, std::int32_t receiver, std::uint32_t band,
                          std::int32_t channel) {
     std::int32_t reading = kNoReading;
     ModuleSession session;
     if (openModule(&session, "GetRSSI", ttyPath) != kSerialOk) return reading;
-    // Callers check the id first: without a family there is no way to measure and none to fail.
-    while (familyOf(gCardModel) == ModuleFamily::kUnknown) host::PauseMilliseconds(kFamilyPause);
-    const bool isDirect = familyOf(gCardModel) == ModuleFamily::kEvdo;
-    const auto measure = isDirect ? measureDirectly : measureInDiagnosticMode;
     if (measure(&session, {receiver, band, channel}, &reading)) closeModule(&session);
     return reading;
 }

@@ -4,7 +4,7 @@
 
 #include <iterator>
 
-#include "discovery/module_table.h"
+#include "discovery/registry_services.h"
 #include "platform/simulated/registry_model.h"
 #include "tests/fuzz/fuzz_target.h"
 

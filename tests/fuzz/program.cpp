@@ -13,7 +13,7 @@
 #include <optional>
 
 #include "cli/dispatcher.h"
-#include "discovery/module_table.h"
+#include "discovery/module_family.h"
 #include "platform/simulated/simulated_registry.h"
 #include "tests/fuzz/fuzz_target.h"
 #include "tests/support/fake_host.h"

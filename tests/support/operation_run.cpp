@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <thread>
 
-#include "discovery/module_table.h"
+#include "discovery/module_family.h"
 #include "tests/support/fake_host.h"
 
 // Stands behind everything that the tool has sent: no command has it.

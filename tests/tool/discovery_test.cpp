@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "discovery/module_table.h"
+#include "discovery/registry_services.h"
 #include "discovery/serial_device.h"
 #include "platform/simulated/simulated_registry.h"
 #include "serial/serial_port.h"

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "discovery/module_table.h"
+#include "discovery/module_family.h"
 #include "modem/identity.h"
 #include "modem/power.h"
 #include "modem/query.h"

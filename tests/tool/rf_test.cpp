@@ -5,7 +5,7 @@
 
 #include "cli/module_options.h"
 #include "cli/verify_arguments.h"
-#include "discovery/module_table.h"
+#include "discovery/module_family.h"
 #include "rf/channel_frequency.h"
 #include "rf/signal_strength.h"
 #include "tests/support/fake_host.h"
