@@ -139,11 +139,11 @@ void Line::endTenure() {
     if (read()) return settings_.place(pty_.slavePath);
     dropTraffic();
     pty_ = std::exchange(next_, {});
-    note('!', "close");
+    note('!', kCloseNote);
 }
 
 void Line::hangUp() {
-    note('!', "hang up");
+    note('!', kHangUpNote);
     dropTraffic();
     Pty next = openPty();
     settings_.place(next.slavePath);

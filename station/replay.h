@@ -1,0 +1,52 @@
+#pragma once
+
+#include <functional>
+#include <map>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "station/instrument.h"
+
+namespace station {
+
+// Which recording stands in for a device.
+struct ReplaySource {
+    std::string path;  // of a transcript; empty: none
+    std::string name;  // of the line in it; empty: the name of the line that replays it
+};
+
+// Reads FILE[:NAME]. NAME stands behind the last colon; a colon that has a slash behind it belongs
+// to FILE.
+ReplaySource parseReplaySource(std::string_view text);
+
+// An instrument that answers as a transcript says that another did.
+//
+// - A recorded answer belongs to the last command before it, with its pieces, the time of each and
+// a
+//   hang-up, until its user closed. What came before a user's first command is not replayed.
+// - A command gets the next recorded answer to the same command, and the last one again when they
+// are
+//   used up. That may be silence.
+// - One that was never recorded is answered ERROR and noted.
+class Replay : public Instrument {
+  public:
+    // Throws std::invalid_argument when the transcript cannot be read or has no command to that
+    // line.
+    Replay(const std::string& path, const std::string& name);
+
+    std::vector<Answer> receive(std::string_view line) override;
+    // How many commands were replayed, and how many were unknown.
+    std::string state() const override;
+
+  private:
+    struct Recorded {
+        std::vector<std::vector<Answer>> answers;  // in their order, never empty
+        std::size_t next = 0;                      // the place of the one to give
+    };
+    std::map<std::string, Recorded, std::less<>> commands_;
+    int replayed_ = 0;
+    int unknown_ = 0;
+};
+
+}  // namespace station
