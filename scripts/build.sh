@@ -8,6 +8,11 @@
 # station, which is built there, is reached from both.
 set -euo pipefail
 cd "$(dirname "$0")/.."
+refuse() { echo "$1" >&2 && exit 1; }
+
+case $PWD$(pwd -P) in
+*[:\;\"\\]*) refuse "Please build elsewhere: in $PWD one of : ; \" \\ parts what must stay together." ;;
+esac
 folders='build'
 [ "$(uname)" != Darwin ] || folders='build build-desk'
 purposes=(build)
@@ -18,12 +23,14 @@ if [ "$1" = tests ]; then
 fi
 
 for folder in $folders; do
-    { mkdir -p "$folder" && [ -w "$folder" ]; } 2>/dev/null || {
-        echo "Nothing can be written to $PWD/$folder: please build in a copy of your own." >&2
-        exit 1
-    }
+    { mkdir -p "$folder" && [ -w "$folder" ]; } 2>/dev/null ||
+        refuse "Nothing can be written to $PWD/$folder: please build in a copy of your own."
 done
 scripts/packages.sh "${purposes[@]}"
+
+# cached NAME: what the folder was made with; nothing if it is new.
+cached() { sed -n "s/^$1:[A-Z]*=//p" "$folder/CMakeCache.txt" 2>/dev/null || true; }
+
 for folder in $folders; do
     preset=release
     programs=(Tarnwick tarnwick_devicetree)
@@ -31,6 +38,15 @@ for folder in $folders; do
         preset=desk
         ln -sf ../build-desk/tarnwick-station build/tarnwick-station
     fi
+    compiler=$(cached CMAKE_CXX_COMPILER)
+    wanted=${CXX:-$compiler}
+    change='which is gone'
+    [ -z "${CXX-}" ] || change="and CXX is $CXX now"
+    [ -z "$compiler" ] || [ "$compiler" -ef "$(type -P "${wanted%% *}")" ] ||
+        refuse "$PWD/$folder was made with $compiler, $change: please remove it."
+    generator=$(cached CMAKE_GENERATOR)
+    [ "${generator:-Ninja}" = Ninja ] ||
+        refuse "$PWD/$folder was made for $generator, not for Ninja: please remove it."
     # The tests stay in a folder that has them.
     if [ $testing = ON ] || [ ! -f "$folder/build.ninja" ]; then
         cmake --preset "$preset" -DBUILD_TESTING=$testing >"$folder/configure.log" 2>&1 ||
