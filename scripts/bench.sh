@@ -15,23 +15,25 @@ evdo=/dev/cu.wwanCMD29
 
 # row NAME RUNS PROGRAM OPERAND...: Tarnwick stands for all builds of it.
 row() {
-    local name=$1 runs=$2 programs=("$3") commands=() program
-    [ "$3" != Tarnwick ] || programs=("$top/build/Tarnwick" ${beside:+"$beside/Tarnwick"})
+    local name=$1 runs=$2 programs=("$3") commands=() program calls peak
+    [ "$3" != Tarnwick ] || programs=("$build/Tarnwick" ${beside:+"$beside/Tarnwick"})
     shift 3
     : >"$work/traces"
     for program in "${programs[@]}"; do
-        commands+=("'$program' $*")
+        commands+=("$(printf %q "$program") $*")
+        : | tee "$work/calls" >"$work/peak"
         strace -c -o "$work/calls" "$program" "$@" &>/dev/null || true
         env time -q -o "$work/peak" -f %M "$program" "$@" &>/dev/null || true
-        printf '%d,%d\n' "$(awk '$NF == "total" { print $4 }' "$work/calls")" "$(<"$work/peak")" \
-            >>"$work/traces"
+        calls=$(awk '$NF == "total" { print $4 }' "$work/calls")
+        peak=$(<"$work/peak")
+        echo "${calls:--},${peak:--}" >>"$work/traces"
     done
     hyperfine -N -i -w 3 -r "$runs" --export-csv "$work/times" "${commands[@]}" &>/dev/null
     # The columns behind the command, which may have commas of its own.
     sed -e 1d -e 's/.*,\(\([^,]*,\)\{6\}\)/\1/' "$work/times" | paste -d , "$work/traces" - |
         awk -F , -v name="$name" '
             NR == 1 { printf "%-26s", name; wall = $5; processor = $6 + $7 }
-            { printf "%9.2f%9.2f%7d%8d", $5 * 1e3, ($6 + $7) * 1e3, $1, $2 }
+            { printf "%9.2f%9.2f%7s%8s", $5 * 1e3, ($6 + $7) * 1e3, $1, $2 }
             NR == 2 { printf "%8.2f%6.2f", wall / $5, processor / ($6 + $7) }
             END { print "" }'
 }
@@ -86,7 +88,7 @@ END
 }
 
 if [ "${BENCH_WORK-}" ]; then
-    work=$BENCH_WORK runs=$BENCH_RUNS beside=$BENCH_BESIDE
+    work=$BENCH_WORK runs=$BENCH_RUNS build=$BENCH_BUILD beside=$BENCH_BESIDE
     rows
     exit
 fi
@@ -102,10 +104,15 @@ while [ $# -gt 1 ]; do
 done
 [ $# -eq 0 ] || { echo 'Usage: scripts/bench.sh [--runs N] [--beside BUILD_FOLDER]' >&2 && exit 2; }
 "$top/scripts/packages.sh" bench
-"$top/scripts/build.sh" programs >/dev/null
+folders=$("$top/scripts/build.sh" programs)
+build=$top/${folders##*$'\n'}
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
-echo 'int main() { return 0; }' | c++ -O2 -static -x c++ -o "$work/bare" -
+type -P strace >/dev/null || echo 'There is no strace here, so system calls are not counted.' >&2
+env time -f %M true &>/dev/null || echo 'There is no GNU time here, so memory is not measured.' >&2
+echo 'int main() { return 0; }' >"$work/bare.cpp"
+c++ -O2 -static -o "$work/bare" "$work/bare.cpp" 2>/dev/null || c++ -O2 -o "$work/bare" "$work/bare.cpp"
 # With a driver to load, the waits for the adapter's node would not be the same in every run.
-BENCH_WORK=$work BENCH_RUNS=$runs BENCH_BESIDE=$beside "$top/build/tarnwick-station" \
-    --time-scale 0.001 -m hspa -m evdo --driver-loaded -- "$top/scripts/bench.sh"
+BENCH_WORK=$work BENCH_RUNS=$runs BENCH_BUILD=$build BENCH_BESIDE=$beside \
+    "$build/tarnwick-station" --time-scale 0.001 -m hspa -m evdo --driver-loaded -- \
+    "$top/scripts/bench.sh"

@@ -15,13 +15,17 @@ seconds=${1:-60}
 # shellcheck disable=SC2046 # the names have no blanks
 [ $# -gt 1 ] || set -- "$seconds" $(ls "$kept")
 
+if [ "$(uname)" = Darwin ]; then
+    echo "Apple's clang brings no libFuzzer: please fuzz on Linux." >&2
+    exit 1
+fi
 scripts/packages.sh build fuzz
-cmake --preset fuzz >/dev/null
+[ -f "$build/build.ninja" ] || cmake --preset fuzz >/dev/null
 cmake --build "$build" >&2
 mkdir -p "$build/found"
 
 # The last number behind `$1` in the log.
-figure() { sed -n "s/.*\\b$1: *\\([0-9]*\\).*/\\1/p" "$log" | tail -n 1; }
+figure() { sed -n "s/^\\(.* \\)*$1: *\\([0-9]*\\).*/\\2/p" "$log" | tail -n 1; }
 
 failures=0
 for target in "${@:2}"; do

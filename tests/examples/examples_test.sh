@@ -26,7 +26,7 @@ station() {
 
 # The state that a run left behind.
 radiation() {
-    (cd root/state && grep -hE '^(radio|transmitter|output)=' wwanCMD19 generator) | paste -sd ' '
+    (cd root/state && grep -hE '^(radio|transmitter|output)=' wwanCMD19 generator) | paste -sd ' ' -
 }
 
 expect 'every limit of both families holds at good notebooks' \
@@ -57,7 +57,7 @@ while IFS='|' read -r module edit failed; do
     output=$(station -m "$module" -- "$examples/station-check" edited.limits 2>errors)
     expect "$module $edit: exit status" 1 $?
     expect "$module $edit: failed tests" "$failed" \
-        "$(grep -o '^not ok [0-9]*' <<<"$output" | cut -c 8- | paste -sd ' ')"
+        "$(grep -o '^not ok [0-9]*' <<<"$output" | cut -c 8- | paste -sd ' ' -)"
     expect "$module $edit: afterwards" 'radio=on transmitter=off output=off' "$(radiation)"
 done <<'END'
 hspa,sim=absent,temp=41/75,fault=error@AT!PRIID?||3 4 5 6

@@ -32,4 +32,4 @@ quietly cmake --build "$work/consumer"
 PATH=$work/prefix/bin:$PATH
 [ "$(tarnwick-station Tarnwick -w)" = ON ]
 tarnwick-station --time-scale 0.01 -- examples/receive-sweep -h >"$work/usage"
-[ "$(tarnwick-station "$work/consumer/consumer" | paste -sd ' ')" = '0: 0x8232 0: Simulated,Station' ]
+[ "$(tarnwick-station "$work/consumer/consumer" | paste -sd ' ' -)" = '0: 0x8232 0: Simulated,Station' ]
