@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "platform/simulated/capture.h"
 #include "platform/simulated/registry_model.h"
 #include "platform/simulated/station_root.h"
 
@@ -22,18 +23,21 @@ namespace {
 
 enum class Wanted { kAll, kClass, kName };
 
+// What the caller of a matching or a walk holds. Its maker writes the first three; the others are
+// written by IteratorNext and IteratorReset, `references` by whoever hands out and takes back.
 struct Iterator {
     std::uint32_t plane = 0;
-    std::uint32_t node = 0;  // the one handed out last; at first the root
     Wanted wanted = Wanted::kAll;
-    std::string text;  // the class or name
-    int handedOut = 0;
+    std::string text;        // the class or name; empty for kAll
+    std::uint32_t node = 0;  // the one handed out last, the root before the first, kNone at the end
+    int handedOut = 0;       // entries since the start
     bool valid = true;
-    std::uint32_t references = 0;
+    std::uint32_t references = 0;  // 0: the place is free for the next iterator
 };
 
+// Written by FailCall, but `passes`, which counts down with each call.
 struct Fault {
-    std::int32_t code = registry::kSuccess;
+    std::int32_t code = registry::kSuccess;  // which is no fault
     int passes = 0;
 };
 
@@ -44,33 +48,37 @@ struct MatchingText {
 
 struct Registry {
     Model model;
-    bool ownRegistry = false;  // a test's: no station root is looked at
+    // A test's, from its first ClearRegistry on: no station root is looked at.
+    bool ownRegistry = false;
+    // Each plane's captures are read once, when they are first asked for: loadServices and
+    // findPlane write these.
     bool servicesLoaded = false;
     bool servicesFailed = false;
     bool deviceTreeLoaded = false;
-    std::deque<Iterator> iterators;
+    std::deque<Iterator> iterators;  // an Object is kIteratorBit and the index
     Fault faults[static_cast<int>(Call::kCount)];
-    int invalidateAfter = -1;
+    // Written by InvalidateIterator, and by the IteratorNext that it befalls.
+    int invalidateAfter = -1;  // entries; -1: no iterator becomes invalid
     bool invalidateWithLast = false;
-    std::size_t liveObjects = 0;
+    std::size_t liveObjects = 0;  // references to entries and iterators that are handed out
     std::size_t misuses = 0;
 };
 
 }  // namespace
 
 // Never destroyed: giving back every entry of a large capture takes time when the program ends.
-static Registry& reg() {
+static Registry& theRegistry() {
     static auto* const registry = new Registry;
     return *registry;
 }
 
 static const char* textAt(Text text) {
-    return &reg().model.texts[text];
+    return &theRegistry().model.texts[text];
 }
 
 // The fault's code when the call is to fail now.
 static std::int32_t failing(Call call) {
-    Fault& fault = reg().faults[static_cast<int>(call)];
+    Fault& fault = theRegistry().faults[static_cast<int>(call)];
     if (fault.code == registry::kSuccess) return registry::kSuccess;
     if (fault.passes == 0) return fault.code;
     --fault.passes;
@@ -79,7 +87,7 @@ static std::int32_t failing(Call call) {
 
 static bool loadFile(std::uint32_t plane, const std::string& path) {
     std::string problem;
-    if (loadCapture(&reg().model, plane, path, &problem)) return true;
+    if (loadCapture(&theRegistry().model, plane, path, &problem)) return true;
     fprintf(stderr, "%s\n", problem.c_str());
     return false;
 }
@@ -91,7 +99,7 @@ static int byName(const dirent** one, const dirent** other) {
 // PLANE.plist and then every PLANE-*.plist, in the order of their names.
 static bool loadPlane(const char* name, bool optional) {
     const std::string folder = stationRoot() + std::string("/ioregistry/");
-    const std::uint32_t plane = planeIndex(&reg().model, name);
+    const std::uint32_t plane = planeIndex(&theRegistry().model, name);
     const std::string first = folder + name + ".plist";
     const bool isMissing = optional && access(first.c_str(), F_OK) == -1 && errno == ENOENT;
     bool loaded = isMissing || loadFile(plane, first);
@@ -105,75 +113,75 @@ static bool loadPlane(const char* name, bool optional) {
         free(files[index]);
     }
     free(files);
-    if (!loaded) reg().model.planes[plane].nodes.assign(1, PlaneNode());
-    reg().model.planes[plane].loadFailed = !loaded;
+    if (!loaded) theRegistry().model.planes[plane].nodes.assign(1, PlaneNode());
+    theRegistry().model.planes[plane].loadFailed = !loaded;
     return loaded;
 }
 
 static bool loadServices() {
-    Registry& registry = reg();
-    if (!registry.ownRegistry && !registry.servicesLoaded && stationRoot() != nullptr) {
-        registry.servicesLoaded = true;
-        registry.servicesFailed = !checkStationRoot() || !loadPlane(registry::kServicePlane, false);
+    Registry& state = theRegistry();
+    if (!state.ownRegistry && !state.servicesLoaded && stationRoot() != nullptr) {
+        state.servicesLoaded = true;
+        state.servicesFailed = !checkStationRoot() || !loadPlane(registry::kServicePlane, false);
     }
-    return !registry.servicesFailed;
+    return !state.servicesFailed;
 }
 
 // The plane's index, or -1. The device tree is read when it is asked for.
 static int findPlane(const char* name) {
-    Registry& registry = reg();
-    if (!registry.ownRegistry && !registry.deviceTreeLoaded && stationRoot() != nullptr &&
+    Registry& state = theRegistry();
+    if (!state.ownRegistry && !state.deviceTreeLoaded && stationRoot() != nullptr &&
         strcmp(name, registry::kDeviceTreePlane) == 0) {
-        registry.deviceTreeLoaded = true;
+        state.deviceTreeLoaded = true;
         loadPlane(registry::kDeviceTreePlane, true);
     }
-    for (std::size_t index = 0; index < registry.model.planes.size(); ++index) {
-        if (registry.model.planes[index].name == name) return static_cast<int>(index);
+    for (std::size_t index = 0; index < state.model.planes.size(); ++index) {
+        if (state.model.planes[index].name == name) return static_cast<int>(index);
     }
     return -1;
 }
 
 static void misuse(const char* what, registry::Object object) {
-    ++reg().misuses;
+    ++theRegistry().misuses;
     fprintf(stderr, "simulated registry: %s 0x%x\n", what, object);
 }
 
 static EntryRecord* entryOf(registry::Object object) {
-    Registry& registry = reg();
+    Registry& state = theRegistry();
     const std::size_t index = std::size_t{object} - 1;
-    if (object == 0 || index >= registry.model.entries.size() ||
-        registry.model.entries[index].references == 0) {
+    if (object == 0 || index >= state.model.entries.size() ||
+        state.model.entries[index].references == 0) {
         misuse("use of what is no entry in use:", object);
         return nullptr;
     }
-    return &registry.model.entries[index];
+    return &state.model.entries[index];
 }
 
 static Iterator* iteratorOf(registry::Object object) {
-    Registry& registry = reg();
+    Registry& state = theRegistry();
     const std::size_t index = object & ~kIteratorBit;
-    if ((object & kIteratorBit) == 0 || index >= registry.iterators.size() ||
-        registry.iterators[index].references == 0) {
+    if ((object & kIteratorBit) == 0 || index >= state.iterators.size() ||
+        state.iterators[index].references == 0) {
         misuse("use of what is no iterator in use:", object);
         return nullptr;
     }
-    return &registry.iterators[index];
+    return &state.iterators[index];
 }
 
 static registry::Object handOutEntry(std::uint32_t entry) {
-    ++reg().model.entries[entry].references;
-    ++reg().liveObjects;
+    ++theRegistry().model.entries[entry].references;
+    ++theRegistry().liveObjects;
     return entry + 1;
 }
 
 static registry::Object handOutIterator(Iterator iterator) {
-    Registry& registry = reg();
+    Registry& state = theRegistry();
     std::size_t index = 0;
-    while (index < registry.iterators.size() && registry.iterators[index].references > 0) ++index;
-    if (index == registry.iterators.size()) registry.iterators.emplace_back();
+    while (index < state.iterators.size() && state.iterators[index].references > 0) ++index;
+    if (index == state.iterators.size()) state.iterators.emplace_back();
     iterator.references = 1;
-    registry.iterators[index] = std::move(iterator);
-    ++registry.liveObjects;
+    state.iterators[index] = std::move(iterator);
+    ++state.liveObjects;
     return kIteratorBit | static_cast<registry::Object>(index);
 }
 
@@ -189,7 +197,7 @@ static std::uint32_t nodeAfter(const Plane& plane, std::uint32_t node, bool isLe
 // A walk hands out an entry at each of its places; a match, once.
 static bool isWanted(const Iterator& iterator, const PlaneNode& node) {
     if (iterator.wanted == Wanted::kAll) return true;
-    const EntryRecord& entry = reg().model.entries[node.entry];
+    const EntryRecord& entry = theRegistry().model.entries[node.entry];
     const Text text = iterator.wanted == Wanted::kName ? entry.name : entry.className;
     return !node.repeated && iterator.text == textAt(text);
 }
@@ -210,66 +218,16 @@ static std::uint32_t findChild(const Plane& plane, std::uint32_t parent,
     return child;
 }
 
-static Text addText(Model* model, const std::string& text) {
-    const auto place = static_cast<Text>(model->texts.size());
-    model->texts.append(text.c_str(), text.size() + 1);
-    return place;
-}
-
-Model::Model() : entries(1), texts(1, '\0') {
-    entries[0].name = addText(this, "Root");
-    entries[0].className = addText(this, "IORegistryEntry");
-    planeIndex(this, registry::kServicePlane);
-}
-
-std::uint32_t planeIndex(Model* model, const char* name) {
-    for (std::uint32_t index = 0; index < model->planes.size(); ++index) {
-        if (model->planes[index].name == name) return index;
-    }
-    const auto index = static_cast<std::uint32_t>(model->planes.size());
-    model->planes.push_back({name, false, std::vector<PlaneNode>(1)});
-    model->entries[0].planes |= 1U << index;
-    return index;
-}
-
-std::uint32_t appendNode(Model* model, std::uint32_t plane, std::uint32_t parent) {
-    std::vector<PlaneNode>& nodes = model->planes[plane].nodes;
-    const auto place = static_cast<std::uint32_t>(nodes.size());
-    PlaneNode& node = nodes.emplace_back();
-    node.entry = static_cast<std::uint32_t>(model->entries.size());
-    node.parent = parent;
-    model->entries.emplace_back();
-    std::uint32_t* link = nodes[parent].lastChild == kNone
-                              ? &nodes[parent].firstChild
-                              : &nodes[nodes[parent].lastChild].nextSibling;
-    *link = nodes[parent].lastChild = place;
-    return place;
-}
-
-void settleNodes(Model* model, std::uint32_t plane, std::uint32_t first) {
-    std::vector<PlaneNode>& nodes = model->planes[plane].nodes;
-    const std::uint32_t bit = 1U << plane;
-    model->entriesById.reserve(model->entriesById.size() + nodes.size() - first);
-    for (std::uint32_t index = first; index < nodes.size(); ++index) {
-        PlaneNode& node = nodes[index];
-        const std::uint64_t id = model->entries[node.entry].id;
-        if (id != 0) node.entry = model->entriesById.emplace(id, node.entry).first->second;
-        std::uint32_t& planes = model->entries[node.entry].planes;
-        node.repeated = (planes & bit) != 0;
-        planes |= bit;
-    }
-}
-
 void ClearRegistry() {
-    for (const EntryRecord& entry : reg().model.entries) {
+    for (const EntryRecord& entry : theRegistry().model.entries) {
         for (const auto& [name, value] : entry.properties) property::Release(value);
     }
-    reg() = Registry();
-    reg().ownRegistry = true;
+    theRegistry() = Registry();
+    theRegistry().ownRegistry = true;
 }
 
 Entry AddEntry(const char* plane, Entry parent, const EntryDescription& description) {
-    Model& model = reg().model;
+    Model& model = theRegistry().model;
     const std::uint32_t index = planeIndex(&model, plane);
     const std::vector<PlaneNode>& nodes = model.planes[index].nodes;
     std::uint32_t parentNode = 0;
@@ -289,7 +247,7 @@ Entry AddEntry(const char* plane, Entry parent, const EntryDescription& descript
 }
 
 void SetProperty(Entry entry, const char* name, property::Value value) {
-    auto& properties = reg().model.entries[entry].properties;
+    auto& properties = theRegistry().model.entries[entry].properties;
     for (auto& [known, current] : properties) {
         if (known != name) continue;
         property::Release(current);
@@ -304,20 +262,20 @@ registry::Object HandOut(Entry entry) {
 }
 
 void FailCall(Call call, std::int32_t code, int passes) {
-    reg().faults[static_cast<int>(call)] = {code, passes};
+    theRegistry().faults[static_cast<int>(call)] = {code, passes};
 }
 
 void InvalidateIterator(int entries, bool lastOne) {
-    reg().invalidateAfter = entries;
-    reg().invalidateWithLast = lastOne;
+    theRegistry().invalidateAfter = entries;
+    theRegistry().invalidateWithLast = lastOne;
 }
 
 std::size_t LiveObjects() {
-    return reg().liveObjects;
+    return theRegistry().liveObjects;
 }
 
 std::size_t Misuses() {
-    return reg().misuses;
+    return theRegistry().misuses;
 }
 
 }  // namespace simulated
@@ -364,13 +322,13 @@ std::int32_t GetMatchingServices(Port, Matching matching, Object* iterator) {
 Object IteratorNext(Object object) {
     Iterator* iterator = iteratorOf(object);
     if (iterator == nullptr || !iterator->valid) return 0;
-    Registry& registry = reg();
-    if (registry.invalidateAfter >= 0 && iterator->handedOut == registry.invalidateAfter) {
-        registry.invalidateAfter = -1;
+    Registry& state = theRegistry();
+    if (state.invalidateAfter >= 0 && iterator->handedOut == state.invalidateAfter) {
+        state.invalidateAfter = -1;
         iterator->valid = false;
-        if (!registry.invalidateWithLast) return 0;
+        if (!state.invalidateWithLast) return 0;
     }
-    const Plane& plane = registry.model.planes[iterator->plane];
+    const Plane& plane = state.model.planes[iterator->plane];
     std::uint32_t& node = iterator->node;
     do {
         if (node == kNone) return 0;
@@ -405,7 +363,7 @@ void ObjectRelease(Object object) {
     }
     if (references == nullptr) return;
     --*references;
-    --reg().liveObjects;
+    --theRegistry().liveObjects;
 }
 
 property::Value EntryCreateProperty(Object object, const char* name) {
@@ -414,7 +372,7 @@ property::Value EntryCreateProperty(Object object, const char* name) {
     for (const auto& [known, value] : entry->properties) {
         if (known == name) return Retain(value);
     }
-    return capturedProperty(reg().model, *entry, name);
+    return capturedProperty(theRegistry().model, *entry, name);
 }
 
 property::Value EntrySearchProperty(Object entry, const char*, const char* name) {
@@ -433,7 +391,7 @@ Object EntryFromPath(Port, const char* path) {
     if (separator == nullptr) return 0;
     const int index = findPlane(std::string(path, separator).c_str());
     if (index < 0) return 0;
-    const Plane& plane = reg().model.planes[static_cast<std::size_t>(index)];
+    const Plane& plane = theRegistry().model.planes[static_cast<std::size_t>(index)];
     std::uint32_t node = plane.nodes[0].firstChild;  // which has no name in a path
     const char* rest = separator + 2;
     while (*rest != '\0' && node != kNone) {
@@ -455,7 +413,8 @@ std::int32_t CreateRecursiveIterator(Port, const char* name, Object* iterator) {
     if (fault != kSuccess) return fault;
     const int plane = findPlane(name);
     if (plane < 0) return kIOReturnBadArgument;
-    if (reg().model.planes[static_cast<std::size_t>(plane)].loadFailed) return kIOReturnError;
+    if (theRegistry().model.planes[static_cast<std::size_t>(plane)].loadFailed)
+        return kIOReturnError;
     Iterator made;
     made.plane = static_cast<std::uint32_t>(plane);
     *iterator = handOutIterator(std::move(made));

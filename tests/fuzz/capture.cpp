@@ -5,7 +5,9 @@
 #include <iterator>
 
 #include "discovery/registry_services.h"
+#include "platform/simulated/capture.h"
 #include "platform/simulated/registry_model.h"
+#include "platform/simulated/simulated_values.h"
 #include "tests/fuzz/fuzz_target.h"
 
 // clang-format off
