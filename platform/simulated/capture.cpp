@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <limits>
+#include <string_view>
 
 #include "platform/simulated/registry_model.h"
 #include "platform/simulated/simulated_values.h"
@@ -59,17 +60,32 @@ std::int64_t offsetOf(XML_Parser parser) {
 constexpr const char* kNotEntries =
     "a property list, but not of registry entries; take the capture with ioreg -a -l";
 
+constexpr const char* kArchive =
+    "the archive of a registry viewer, not a capture; take one on that Mac with ioreg -a -l";
+
+bool isContainer(Element element) {
+    return element == kDict || element == kArray;
+}
+
 std::uint64_t integerOf(const char* text) {
     return strtoull(text, nullptr, strchr(text, 'x') != nullptr ? 16 : 10);
 }
 
-// A container that is open in the file.
+// A container that is open in the file. The rules of the reader's state:
+// 1. An entry's keys and values come in turn. `hasKey` is true from the end of a key to the end of
+//    its value, or to the start of one that is a container; `key` is valid as long.
+// 2. The text of a key or of a value opens no level. While it is read, leaf_ is its element, else
+//    kNoElement; no other element may begin in it.
+// 3. keeps_ and textBegin_ are valid while leaf_ is an element. keeps_: the text is an entry's own,
+//    so the innermost level is a kEntry. textBegin_: where it begins in the model's texts.
+// 4. key_ is valid while the innermost level has a key that is kProperty: where the property's name
+//    begins. The value's text follows it; other keys, and an id, are taken out of the texts again.
 struct Level {
-    enum { kEntry, kEntries, kValue } kind;
-    std::uint32_t node;  // kEntry: its own; kEntries: their parent's
-    Structure key;       // kEntry: whose value comes next
-    bool hasKey;         // kEntry: a key stands before that value
-    bool isEntry;        // kEntry: a key of the structure has been seen
+    enum Kind { kEntry, kEntries, kValue } kind;
+    std::uint32_t node;         // kEntry: its own; kEntries: their parent's; kValue: unused
+    Structure key = kProperty;  // kEntry, see 1
+    bool hasKey = false;        // kEntry, see 1
+    bool isEntry = false;       // kEntry: a key of the structure has been seen
 };
 
 class Reader {
@@ -81,7 +97,7 @@ class Reader {
             parser_, [](void* self, const char* name, const char**) { reader(self)->start(name); },
             [](void* self, const char*) { reader(self)->end(); });
         XML_SetCharacterDataHandler(parser_, [](void* self, const char* text, int size) {
-            reader(self)->take(text, size);
+            reader(self)->appendText(text, size);
         });
         // Entities of the file's own could make a text of any size.
         XML_SetEntityDeclHandler(parser_, [](void* self, const char*, int, const char*, int,
@@ -95,17 +111,14 @@ class Reader {
 
     // Reads to the end of the file. What is wrong with it, or an empty text.
     std::string read(int fd) {
-        bool isFirst = true;
-        for (int count = 1; count > 0 && problem_.empty(); isFirst = false) {
+        bool atEnd = false;
+        while (!atEnd && problem_.empty()) {
             void* chunk = XML_GetBuffer(parser_, kChunk);
             if (chunk == nullptr) return strerror(ENOMEM);
-            count = static_cast<int>(::read(fd, chunk, kChunk));
+            const ssize_t count = ::read(fd, chunk, kChunk);
             if (count == -1) return strerror(errno);
-            if (isFirst) recognise({static_cast<const char*>(chunk), std::size_t(count)});
-            fed_ += static_cast<std::uint64_t>(count);
-            model_->bytesRead += static_cast<std::uint64_t>(count);
-            if (model_->bytesRead > kMostBytes) refuse("larger than any capture (256 MiB)");
-            if (problem_.empty()) parse(count);
+            atEnd = count == 0;
+            take({static_cast<const char*>(chunk), static_cast<std::size_t>(count)});
         }
         return problem_;
     }
@@ -123,15 +136,24 @@ class Reader {
     }
 
     // Files that people take for captures, and files that are easily made captures.
-    void recognise(const std::string& head) {
+    void recognise(std::string_view head) {
         if (head.empty()) refuse("empty; take the capture with ioreg -a -l");
         if (head.compare(0, 6, "bplist") == 0) {
             refuse("a binary property list; make it XML with plutil -convert xml1");
         }
         const std::size_t begin = head.find_first_not_of(" \t\r\n");
-        if (begin != std::string::npos && head.compare(begin, 3, "+-o") == 0) {
+        if (begin != head.npos && head.compare(begin, 3, "+-o") == 0) {
             refuse("the text that ioreg prints without -a; take the capture with ioreg -a -l");
         }
+    }
+
+    // A piece of the file that stands in the parser's buffer; an empty one is the end.
+    void take(std::string_view piece) {
+        if (fed_ == 0) recognise(piece);
+        fed_ += piece.size();
+        model_->bytesRead += piece.size();
+        if (model_->bytesRead > kMostBytes) refuse("larger than any capture (256 MiB)");
+        if (problem_.empty()) parse(static_cast<int>(piece.size()));
     }
 
     void parse(int count) {
@@ -151,14 +173,7 @@ class Reader {
 
     void start(const char* name) {
         if (!problem_.empty()) return;
-        if (!seenPlist_) {
-            if (strcmp(name, "plist") != 0) {
-                refuseHere("<" + std::string(name) + ">: no property list; " +
-                           "take the capture with ioreg -a -l");
-            }
-            seenPlist_ = true;
-            return;
-        }
+        if (!seenPlist_) return startPlist(name);
         int element = 0;
         while (element < kNoElement && strcmp(name, kElements[element]) != 0) ++element;
         if (element == kNoElement || leaf_ != kNoElement) {
@@ -167,46 +182,60 @@ class Reader {
         startElement(static_cast<Element>(element));
     }
 
+    void startPlist(const char* name) {
+        seenPlist_ = true;
+        if (strcmp(name, "plist") == 0) return;
+        refuseHere("<" + std::string(name) +
+                   ">: no property list; take the capture with ioreg -a -l");
+    }
+
     void startElement(Element element) {
-        const bool isDictionary = element == kDict;
-        const bool isContainer = isDictionary || element == kArray;
-        if (levels_.empty()) {
-            if (seenTop_ || !isContainer) return refuseHere(kNotEntries);
-            seenTop_ = true;
-            // A dictionary is the root of the plane, as ioreg prints a whole one.
-            return open(
-                {isDictionary ? Level::kEntry : Level::kEntries, 0, kProperty, false, false});
-        }
-        Level& level = levels_.back();
-        switch (level.kind) {
+        if (levels_.empty()) return startTop(element);
+        switch (levels_.back().kind) {
             case Level::kEntries:
-                if (!isDictionary) return refuseHere(kNotEntries);
-                return open({Level::kEntry, appendNode(model_, plane_, level.node), kProperty,
-                             false, false});
+                return startEntry(element);
             case Level::kEntry:
-                if (level.hasKey == (element == kKey)) {
-                    return refuseHere("no key and value in turn");
-                }
-                if (level.hasKey && level.key != kProperty) {
-                    const bool isArray = isContainer && !isDictionary;
-                    if (isArray != (level.key == kChildren)) return refuseHere(kNotEntries);
-                }
-                if (level.hasKey && level.key == kChildren) {
-                    level.hasKey = false;
-                    return open({Level::kEntries, level.node, kProperty, false, false});
-                }
-                if (isContainer) {
-                    endValue(&level, element);
-                    return open({Level::kValue, 0, kProperty, false, false});
-                }
-                keeps_ = true;
-                break;
+                return startInEntry(element);
             case Level::kValue:
-                if (isContainer) return open({Level::kValue, 0, kProperty, false, false});
-                keeps_ = false;
-                break;
+                return startInValue(element);
         }
+    }
+
+    void startTop(Element element) {
+        if (seenTop_ || !isContainer(element)) return refuseHere(kNotEntries);
+        seenTop_ = true;
+        // A dictionary is the root of the plane, as ioreg prints a whole one.
+        open({element == kDict ? Level::kEntry : Level::kEntries, 0});
+    }
+
+    void startEntry(Element element) {
+        if (element != kDict) return refuseHere(kNotEntries);
+        open({Level::kEntry, appendNode(model_, plane_, levels_.back().node)});
+    }
+
+    void startInEntry(Element element) {
+        Level& level = levels_.back();
+        if (level.hasKey == (element == kKey)) return refuseHere("no key and value in turn");
+        if (!level.hasKey) return startText(element, true);
+        if (level.key == kChildren) {
+            if (element != kArray) return refuseHere(kNotEntries);
+            level.hasKey = false;
+            return open({Level::kEntries, level.node});
+        }
+        if (!isContainer(element)) return startText(element, true);
+        if (level.key != kProperty) return refuseHere(kNotEntries);
+        endValue(&level, element);
+        open({Level::kValue, 0});
+    }
+
+    void startInValue(Element element) {
+        if (isContainer(element)) return open({Level::kValue, 0});
+        startText(element, false);
+    }
+
+    void startText(Element element, bool keeps) {
         leaf_ = element;
+        keeps_ = keeps;
         textBegin_ = model_->texts.size();
     }
 
@@ -220,39 +249,46 @@ class Reader {
     void end() {
         if (!problem_.empty()) return;
         if (leaf_ != kNoElement) {
-            if (keeps_) endLeaf(&levels_.back());
+            if (keeps_) endText();
             leaf_ = kNoElement;
         } else if (!levels_.empty()) {
-            const Level& level = levels_.back();
-            if (level.kind == Level::kEntry && (level.hasKey || !level.isEntry)) {
-                refuseHere(kNotEntries);
-            }
-            depth_ -= level.kind == Level::kEntries ? 0 : 1;
-            levels_.pop_back();
+            endLevel();
         }
     }
 
-    void take(const char* text, int size) {
+    void endLevel() {
+        const Level& level = levels_.back();
+        if (level.kind == Level::kEntry && (level.hasKey || !level.isEntry)) {
+            refuseHere(kNotEntries);
+        }
+        depth_ -= level.kind == Level::kEntries ? 0 : 1;
+        levels_.pop_back();
+    }
+
+    void appendText(const char* text, int size) {
         if (leaf_ != kNoElement && keeps_) {
             model_->texts.append(text, static_cast<std::size_t>(size));
         }
     }
 
     // The end of an entry's key or value, whose text stands last in the model's texts.
-    void endLeaf(Level* level) {
+    void endText() {
         model_->texts.push_back('\0');
-        if (leaf_ != kKey) return endValue(level, leaf_);
-        level->hasKey = true;
-        key_ = static_cast<Text>(textBegin_);
-        const char* key = &model_->texts[textBegin_];
-        if (levels_.size() == 1 && strcmp(key, "$archiver") == 0) {
-            refuse(
-                "the archive of a registry viewer, not a capture; take one on that Mac with "
-                "ioreg -a -l");
+        if (leaf_ == kKey) {
+            endKey(&levels_.back());
+        } else {
+            endValue(&levels_.back(), leaf_);
         }
+    }
+
+    void endKey(Level* level) {
+        const char* key = &model_->texts[textBegin_];
+        if (levels_.size() == 1 && strcmp(key, "$archiver") == 0) refuse(kArchive);
         int structure = strncmp(key, "IO", 2) == 0 ? 0 : kProperty;
         while (structure < kProperty && strcmp(key, kStructure[structure]) != 0) ++structure;
         level->key = static_cast<Structure>(structure);
+        level->hasKey = true;
+        key_ = static_cast<Text>(textBegin_);
         if (structure == kProperty) return;
         level->isEntry = true;
         model_->texts.resize(textBegin_);
@@ -286,15 +322,15 @@ class Reader {
     Model* model_;
     std::uint32_t plane_;
     XML_Parser parser_;
-    std::string problem_;
-    std::uint64_t fed_ = 0;
-    std::vector<Level> levels_;  // outermost first
-    std::size_t depth_ = 0;
-    bool seenPlist_ = false;
-    bool seenTop_ = false;
-    Element leaf_ = kNoElement;  // whose text is being read
-    bool keeps_ = false;         // that text is an entry's, not one of a value inside of a value
-    std::size_t textBegin_ = 0;  // where that text begins
+    std::string problem_;        // written by refuse; empty: nothing is wrong so far
+    std::uint64_t fed_ = 0;      // bytes of the file
+    bool seenPlist_ = false;     // its tag; everything else stands in it
+    bool seenTop_ = false;       // the one container in it has begun
+    std::vector<Level> levels_;  // outermost first; empty before the top and behind it
+    std::size_t depth_ = 0;      // the levels that are no kEntries; open and endLevel write both
+    Element leaf_ = kNoElement;  // see Level for these
+    bool keeps_ = false;
+    std::size_t textBegin_ = 0;
     Text key_ = 0;
 };
 
