@@ -6,16 +6,15 @@
 #include <string_view>
 #include <vector>
 
+#include "station/at_line.h"
 #include "station/instrument.h"
 #include "station/module_spec.h"
 #include "station/radio.h"
-#include "station/text.h"
 
 namespace station {
 
 // A cellular module behind its control tty: takes the AT commands of its family and those that all
-// modules have, several in a line, and keeps its state as long as the station runs. It echoes the
-// line unless told not to, and ignores one that does not begin with AT.
+// modules have, and keeps its state as long as the station runs.
 class Module : public Instrument {
   public:
     // `index` tells the modules of a station apart; `field` must outlive the module.
@@ -26,46 +25,87 @@ class Module : public Instrument {
     std::string unsolicited() const override;
     std::string state() const override;
 
+    // Every answer of the command table, filled with this module's values. A name in braces that
+    // no value has is left as it stands, which shows a mistake in the table.
+    std::vector<std::string> everyAnswer() const;
+
   private:
-    // A command being done.
+    // A command being done. What does it writes the result.
     struct Call {
         std::string arguments = {};
-        std::vector<int> numbers = {};  // the arguments, if all of them are integers
-        std::string text = {};          // of the answer: lines parted by "\r\n"; empty for none
-        std::string_view failure = {};  // the result code in place of OK; empty if all is well
-        std::chrono::milliseconds delay{0};
+        std::vector<int> numbers = {};  // the arguments, if all of them are integers; else none
+        AtResult result = {};
     };
-    struct Does;
+    enum Audience : int;
     struct Command;
+    struct Value;
     static const Command kCommands[];
-    bool takes(const Command& command) const;
-    Call run(const std::string& command);
-    Call run(const Command& command, const std::string& arguments);
-    Call runNext(std::string_view* commands);
-    std::string_view simTrouble(bool needsPin);
+    static const Value kValues[];
+    static constexpr int kPlaces = 250;  // in the phonebook
+
+    AtResult execute(const std::string& text);
+    AtResult execute(const Command& command, const std::string& arguments);
+    bool hears(Audience audience) const;
+    std::string filled(std::string_view answer) const;
+    std::string value(std::string_view name) const;
+
+    // What commands do besides answering. False makes the answer an ERROR.
+    bool restoreProfile(Call& call);
+    bool setErrorReports(Call& call);
+    bool switchRadio(Call& call);
+    bool wake(Call& call);
+    bool selectFirstReceiver(Call& call);
+    bool selectSecondReceiver(Call& call);
+    bool measureFirstReceiver(Call& call);
+    bool measureSecondReceiver(Call& call);
+    bool tuneToCdma(Call& call);
+    bool openDiagnostics(Call& call);
+    bool enterTestMode(Call& call);
+    bool selectBand(Call& call);
+    bool selectChannel(Call& call);
+    bool measureGsm(Call& call);
+    bool measureWcdma(Call& call);
+    bool transmit(Call& call);
+    bool stopTransmitting(Call& call);
+    bool setPowerStep(Call& call);
+    bool setPowerLevel(Call& call);
+    bool readPhonebook(Call& call);
+    bool writePhonebook(Call& call);
+
+    // What the SIM answers instead of doing what it was told; empty for nothing. Counts down how
+    // often it is still busy.
+    std::string_view takeSimTrouble(bool needsPin);
     bool tune(int band, int number);
-    Values values() const;
-    std::string resultCode(std::string_view failure) const;
+    bool isTunedTo(Radio radio, int number) const;
+    bool isRegistered() const;
+    int level(int receiver) const;
+    int signalQuality() const;
 
-    ModuleSpec spec_;
+    ModuleSpec spec_;  // its id is never empty
     const RfField& field_;
+    AtLine atLine_;
 
-    bool echo_;
-    bool words_ = true;  // in answers, instead of numbers
-    bool quiet_ = false;
-    int errorReports_ = 1;  // the kind of "+CME ERROR": 0 none, 1 a number, 2 words
-    bool radioOn_ = true;
-    bool asleep_;
-    int busyLeft_;
-    std::map<int, std::string> phonebook_;  // what stands behind the place in "+CPBR"
-    bool diagnostics_ = false;
-    bool testMode_ = false;
-    int band_ = 0;  // a CDMA band class, or a band's code; 0 for none
-    std::optional<Channel> channel_;
-    int channelNumber_ = 0;
-    int receiver_ = 1;
-    bool transmitting_ = false;
-    std::string transmitPower_ = "none";
+    // Each of these is written by the commands named, and by restoreProfile() where that is said.
+    int errorReports_ = 1;  // +CMEE, restoreProfile(): 0 ERROR alone, 1 a number, 2 words
+    bool radioOn_ = true;   // +CFUN
+    bool asleep_;           // !DIAG wakes the module
+    int busyLeft_;          // takeSimTrouble(): times that the SIM says that it is busy
+    // +CPBW: the number, type and text of each place that is taken, as +CPBR tells them.
+    std::map<int, std::string> phonebook_;
+
+    // The way into test mode: the password opens diagnostics, which then enter test mode. Both
+    // last.
+    bool diagnostics_ = false;  // !ENTERCND
+    bool testMode_ = false;     // !DAFTMACT
+
+    // What the receiver is tuned to. Entering test mode forgets the band and the channel.
+    std::optional<int> band_;         // !DASBAND, !CHAN: a band's code or class; none: not chosen
+    std::optional<Channel> channel_;  // !DASCHAN, !CHAN: none unless it was chosen within a band
+    int channelNumber_ = 0;           // !DASCHAN, !CHAN: the last that was taken; 0 before that
+    int receiver_ = 1;                // !RX, !RX2, !DAWGAVGAGC, !DAGGAVGRSSI: 1 or 2
+
+    bool transmitting_ = false;           // !DASTXON, !DASTXOFF
+    std::string transmitPower_ = "none";  // !DASPDM, !DAGSTXFRAME: as the state tells it
 };
 
 }  // namespace station

@@ -10,11 +10,27 @@ namespace station {
 
 static constexpr int kMost = 1000000;
 
-// An IMEI, or on EVDO an ESN.
-static std::string identity(std::string_view text, bool isEvdo) {
-    const std::string_view digits = isEvdo ? "0123456789ABCDEFabcdef" : "0123456789";
-    if (text.size() != (isEvdo ? 8 : 15) || text.find_first_not_of(digits) != text.npos) {
-        refuse(isEvdo ? "not an ESN of 8 hexadecimal digits" : "not an IMEI of 15 digits", text);
+static const char* defaultFirmware(Family family) {
+    switch (family) {
+        case Family::kEvdo:
+            return "p2813300,59370";
+        case Family::kHspa:
+            return "K2_0_7_19AP";
+    }
+    return "";
+}
+
+static std::string identity(std::string_view text, Family family) {
+    const auto isOf = [text](std::size_t length, std::string_view digits) {
+        return text.size() == length && text.find_first_not_of(digits) == text.npos;
+    };
+    switch (family) {
+        case Family::kEvdo:
+            if (isOf(8, "0123456789ABCDEFabcdef")) break;
+            refuse("not an ESN of 8 hexadecimal digits", text);
+        case Family::kHspa:
+            if (isOf(15, "0123456789")) break;
+            refuse("not an IMEI of 15 digits", text);
     }
     return std::string(text);
 }
@@ -41,7 +57,7 @@ static void setTemperatures(std::string_view value, int (&temperatures)[2]) {
 }
 
 static void takePair(std::string_view name, std::string_view text, ModuleSpec* spec) {
-    if (name == "id") return set(&spec->id, identity(text, spec->isEvdo()));
+    if (name == "id") return set(&spec->id, identity(text, spec->family()));
     if (name == "firmware") return set(&spec->firmware, printable(text));
     if (name == "hardware") return set(&spec->hardware, printable(text));
     if (name == "sku") return set(&spec->sku, printable(text));
@@ -68,7 +84,7 @@ DescribedModule parseModule(std::string_view text) {
     ModuleSpec& spec = described.module;
     std::size_t comma = text.find(',');
     spec.productId = productIdOf(text.substr(0, comma));
-    if (spec.isEvdo()) spec.firmware = "p2813300,59370";
+    spec.firmware = defaultFirmware(spec.family());
     while (comma != std::string_view::npos) {
         text.remove_prefix(comma + 1);
         comma = text.starts_with("fault=") ? std::string_view::npos : text.find(',');

@@ -8,6 +8,7 @@
 
 namespace station {
 
+enum class Family { kEvdo, kHspa };
 enum class SimState { kPresent, kAbsent, kPinPending, kError };
 
 // A module as `--module` describes it.
@@ -26,7 +27,10 @@ struct ModuleSpec {
     bool phonebookStuck = false;
     bool echo = true;
 
-    bool isEvdo() const { return productId == 0x0019 || productId == 0x8222; }
+    // An id that is none of ours speaks as an HSPA module.
+    Family family() const {
+        return productId == 0x0019 || productId == 0x8222 ? Family::kEvdo : Family::kHspa;
+    }
 };
 
 // A module and its line, which one description covers.

@@ -8,7 +8,6 @@
 #include <cstdlib>
 #include <initializer_list>
 #include <limits>
-#include <map>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -30,21 +29,6 @@ std::string format(const char* pattern, Arguments... arguments) {
     std::string text(static_cast<std::size_t>(std::max(length, 0)), '\0');
     std::snprintf(text.data(), text.size() + 1, pattern, arguments...);
     return text;
-}
-
-using Values = std::map<std::string_view, std::string>;  // by name
-
-// The text with the values in place of their {names}.
-inline std::string filled(std::string_view text, const Values& values) {
-    std::string result;
-    for (;;) {
-        const std::size_t open = text.find('{');
-        result += text.substr(0, open);
-        if (open == std::string_view::npos) return result;
-        const std::size_t close = text.find('}', open);
-        result += values.at(text.substr(open + 1, close - open - 1));
-        text.remove_prefix(close + 1);
-    }
 }
 
 inline std::string inCapitals(std::string_view text) {

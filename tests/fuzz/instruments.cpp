@@ -5,6 +5,7 @@
 #include "station/module.h"
 #include "station/module_spec.h"
 #include "station/signal_generator.h"
+#include "station/text.h"
 #include "tests/fuzz/fuzz_target.h"
 
 using namespace station;

@@ -63,3 +63,15 @@ TEST(Instruments, AnswerAsWritten) {
         EXPECT_EQ(answer, "") << asked;
     }
 }
+
+// A row of the command table that names a value which does not exist.
+TEST(Instruments, NoAnswerHasAnUnknownValue) {
+    const RfField field;
+    for (const char* family : {"evdo", "hspa"}) {
+        const Module module(parseModule(family).module, 0, field);
+        for (const std::string& answer : module.everyAnswer()) {
+            EXPECT_EQ(answer.find_first_of("{}"), std::string::npos) << family << ": " << answer;
+        }
+        EXPECT_EQ(module.state().find_first_of("{}"), std::string::npos) << module.state();
+    }
+}
