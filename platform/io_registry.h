@@ -8,7 +8,9 @@
 //
 // Return codes are the platform's own: kSuccess or a kernel return, which may be of either sign.
 // Every Object handed out (entries and iterators alike) is one reference that
-// the caller gives back with ObjectRelease; 0 is "no object".
+// the caller gives back with ObjectRelease; 0 is "no object". An iterator may be 0, too, with
+// success, when it would find nothing: it is not valid, gives nothing, and is released to no
+// effect.
 namespace registry {
 
 using Object = std::uint32_t;
@@ -28,11 +30,11 @@ Matching ServiceNameMatching(const char* name);
 // Uses up `matching`, whatever the outcome.
 std::int32_t GetMatchingServices(Port port, Matching matching, Object* iterator);
 
-// 0 at the end, and from an iterator that has become invalid.
+// 0 at the end, and from an iterator that has become invalid or is 0.
 Object IteratorNext(Object iterator);
 bool IteratorIsValid(Object iterator);
 void IteratorReset(Object iterator);
-void ObjectRelease(Object object);
+void ObjectRelease(Object object);  // of 0, too: the platform takes it for nothing to do
 
 // The entry's property, or null. Search looks at the entry itself, by plane.
 property::Value EntryCreateProperty(Object entry, const char* name);

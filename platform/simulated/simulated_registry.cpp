@@ -60,7 +60,8 @@ struct Registry {
     // Written by InvalidateIterator, and by the IteratorNext that it befalls.
     int invalidateAfter = -1;  // entries; -1: no iterator becomes invalid
     bool invalidateWithLast = false;
-    std::size_t liveObjects = 0;  // references to entries and iterators that are handed out
+    bool noEmptyIterators = false;  // written by GiveNoEmptyIterators
+    std::size_t liveObjects = 0;    // references to entries and iterators that are handed out
     std::size_t misuses = 0;
 };
 
@@ -157,8 +158,10 @@ static EntryRecord* entryOf(registry::Object object) {
     return &state.model.entries[index];
 }
 
+// Null for 0 as well, which is an iterator that finds nothing.
 static Iterator* iteratorOf(registry::Object object) {
     Registry& state = theRegistry();
+    if (object == 0) return nullptr;
     const std::size_t index = object & ~kIteratorBit;
     if ((object & kIteratorBit) == 0 || index >= state.iterators.size() ||
         state.iterators[index].references == 0) {
@@ -172,17 +175,6 @@ static registry::Object handOutEntry(std::uint32_t entry) {
     ++theRegistry().model.entries[entry].references;
     ++theRegistry().liveObjects;
     return entry + 1;
-}
-
-static registry::Object handOutIterator(Iterator iterator) {
-    Registry& state = theRegistry();
-    std::size_t index = 0;
-    while (index < state.iterators.size() && state.iterators[index].references > 0) ++index;
-    if (index == state.iterators.size()) state.iterators.emplace_back();
-    iterator.references = 1;
-    state.iterators[index] = std::move(iterator);
-    ++state.liveObjects;
-    return kIteratorBit | static_cast<registry::Object>(index);
 }
 
 // The node behind `node` in a walk that does not go below it when `isLeaf`, or kNone.
@@ -200,6 +192,31 @@ static bool isWanted(const Iterator& iterator, const PlaneNode& node) {
     const EntryRecord& entry = theRegistry().model.entries[node.entry];
     const Text text = iterator.wanted == Wanted::kName ? entry.name : entry.className;
     return !node.repeated && iterator.text == textAt(text);
+}
+
+// The node that the iterator comes to next, or kNone.
+static std::uint32_t nextNode(const Iterator& iterator) {
+    const Plane& plane = theRegistry().model.planes[iterator.plane];
+    std::uint32_t node = iterator.node;
+    while (node != kNone) {
+        // A walk descends into an entry once.
+        const bool isLeaf = iterator.wanted == Wanted::kAll && plane.nodes[node].repeated;
+        node = nodeAfter(plane, node, isLeaf);
+        if (node != kNone && isWanted(iterator, plane.nodes[node])) break;
+    }
+    return node;
+}
+
+static registry::Object handOutIterator(Iterator iterator) {
+    Registry& state = theRegistry();
+    if (state.noEmptyIterators && nextNode(iterator) == kNone) return 0;
+    std::size_t index = 0;
+    while (index < state.iterators.size() && state.iterators[index].references > 0) ++index;
+    if (index == state.iterators.size()) state.iterators.emplace_back();
+    iterator.references = 1;
+    state.iterators[index] = std::move(iterator);
+    ++state.liveObjects;
+    return kIteratorBit | static_cast<registry::Object>(index);
 }
 
 // Whether the component of a path, "name" or "name@location", names the node.
@@ -270,6 +287,10 @@ void InvalidateIterator(int entries, bool lastOne) {
     theRegistry().invalidateWithLast = lastOne;
 }
 
+void GiveNoEmptyIterators() {
+    theRegistry().noEmptyIterators = true;
+}
+
 std::size_t LiveObjects() {
     return theRegistry().liveObjects;
 }
@@ -328,16 +349,10 @@ Object IteratorNext(Object object) {
         iterator->valid = false;
         if (!state.invalidateWithLast) return 0;
     }
-    const Plane& plane = state.model.planes[iterator->plane];
-    std::uint32_t& node = iterator->node;
-    do {
-        if (node == kNone) return 0;
-        // A walk descends into an entry once.
-        const bool isLeaf = iterator->wanted == Wanted::kAll && plane.nodes[node].repeated;
-        node = nodeAfter(plane, node, isLeaf);
-    } while (node == kNone || !isWanted(*iterator, plane.nodes[node]));
+    iterator->node = nextNode(*iterator);
+    if (iterator->node == kNone) return 0;
     ++iterator->handedOut;
-    return handOutEntry(plane.nodes[node].entry);
+    return handOutEntry(state.model.planes[iterator->plane].nodes[iterator->node].entry);
 }
 
 bool IteratorIsValid(Object object) {
@@ -354,6 +369,7 @@ void IteratorReset(Object object) {
 }
 
 void ObjectRelease(Object object) {
+    if (object == 0) return;
     std::uint32_t* references = nullptr;
     if ((object & kIteratorBit) != 0) {
         Iterator* iterator = iteratorOf(object);

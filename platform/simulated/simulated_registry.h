@@ -52,6 +52,10 @@ void FailCall(Call call, std::int32_t code, int passes = 0);
 // hands out nothing, or, with `lastOne`, one last entry.
 void InvalidateIterator(int entries, bool lastOne = false);
 
+// From now on, until the registry is cleared, a matching or a walk that would find nothing gives
+// the iterator 0, with success.
+void GiveNoEmptyIterators();
+
 // References to entries and iterators that somebody still holds.
 std::size_t LiveObjects();
 // Releases and uses of objects that nobody holds; each is also told on standard error.
