@@ -7,7 +7,21 @@
 
 using registry::Object;
 
-// --- Values
+namespace {
+
+struct PropertySpec {
+    char plane[kDTPlaneNameLength + 1];
+    char name[kDTPropertyNameLength + 1];
+};
+
+// Entries that match, of which the first `most` are held for the caller.
+struct Matches {
+    Object* entries;
+    std::uint32_t most;
+    std::uint32_t count;
+};
+
+}  // namespace
 
 std::uint32_t DT_CFTypeRefSize(property::Value value) {
     switch (property::KindOf(value)) {
@@ -127,15 +141,9 @@ property::Value DT_ConvertValueToCFTypeRef(property::Value existing, void* bytes
     return nullptr;
 }
 
-// --- Entries
-
-// A look-up that failed leaves an entry 0, which has no properties and is not given back.
+// A look-up that failed leaves an entry 0, which has no properties.
 static property::Value propertyOf(Object entry, const char* name) {
     return entry != 0 ? registry::EntryCreateProperty(entry, name) : nullptr;
-}
-
-static void giveBack(Object entry) {
-    if (entry != 0) registry::ObjectRelease(entry);
 }
 
 static bool inEitherPlane(Object entry) {
@@ -223,15 +231,6 @@ std::int32_t DT_FindDeviceID(const char* spec, Object* entry) {
     return result == kDTOk ? kDTOk : DT_FindCompatibleDevice(spec, entry);
 }
 
-namespace {
-
-struct PropertySpec {
-    char plane[kDTPlaneNameLength + 1];
-    char name[kDTPropertyNameLength + 1];
-};
-
-}  // namespace
-
 static bool splitSpec(const char* spec, PropertySpec* split) {
     const char* colon = strchr(spec, ':');
     if (colon == nullptr) {
@@ -242,17 +241,6 @@ static bool splitSpec(const char* spec, PropertySpec* split) {
                       spec) &&
            copyText(split->name, sizeof split->name, colon + 1);
 }
-
-namespace {
-
-// Entries that match, of which the first `most` are held for the caller.
-struct Matches {
-    Object* entries;
-    std::uint32_t most;
-    std::uint32_t count;
-};
-
-}  // namespace
 
 static void addMatch(Matches* matches, Object entry) {
     if (matches->count < matches->most) {
@@ -329,8 +317,6 @@ std::int32_t DT_FindDevicesWithProp(const char* spec, const void* value, Object*
     return result;
 }
 
-// --- Properties of an entry
-
 std::int32_t DT_ReadProperty(const Object* entry, const char* name, property::Value* value) {
     if (entry == nullptr || name == nullptr || value == nullptr) return kDTBadArgument;
     *value = propertyOf(*entry, name);
@@ -384,36 +370,31 @@ std::int32_t DT_DeleteProperty(const Object* entry, const char* name) {
     return result == kDTOk ? std::int32_t{kDTDeleteRefused} : result;
 }
 
-std::int32_t DT_GetDeviceProperty(const char* spec, const char* name, void* buffer,
-                                  std::uint32_t* size) {
+// The operation's result for the entry that DT_FindDeviceID finds, or its error.
+template <typename Operation>
+static std::int32_t forDevice(const char* spec, Operation operation) {
     Object entry = 0;
     std::int32_t result = DT_FindDeviceID(spec, &entry);
-    if (result != kDTOk) return result;
-    result = DT_GetProperty(&entry, name, buffer, size);
-    giveBack(entry);
+    if (result == kDTOk) result = operation(&entry);
+    registry::ObjectRelease(entry);
     return result;
+}
+
+std::int32_t DT_GetDeviceProperty(const char* spec, const char* name, void* buffer,
+                                  std::uint32_t* size) {
+    return forDevice(
+        spec, [=](const Object* entry) { return DT_GetProperty(entry, name, buffer, size); });
 }
 
 std::int32_t DT_SetDeviceProperty(const char* spec, const char* name, void* bytes,
                                   const std::uint32_t* size) {
-    Object entry = 0;
-    std::int32_t result = DT_FindDeviceID(spec, &entry);
-    if (result != kDTOk) return result;
-    result = DT_SetProperty(&entry, name, bytes, size);
-    giveBack(entry);
-    return result;
+    return forDevice(spec,
+                     [=](const Object* entry) { return DT_SetProperty(entry, name, bytes, size); });
 }
 
 std::int32_t DT_DeleteDeviceProperty(const char* spec, const char* name) {
-    Object entry = 0;
-    std::int32_t result = DT_FindDeviceID(spec, &entry);
-    if (result != kDTOk) return result;
-    result = DT_DeleteProperty(&entry, name);
-    giveBack(entry);
-    return result;
+    return forDevice(spec, [=](const Object* entry) { return DT_DeleteProperty(entry, name); });
 }
-
-// --- Names without an operation
 
 std::int32_t DT_Child(const Object*, Object*) {
     return kDTStub;

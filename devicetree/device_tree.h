@@ -26,8 +26,6 @@ enum DTResult : std::int32_t {
 constexpr std::uint32_t kDTPlaneNameLength = 63;
 constexpr std::uint32_t kDTPropertyNameLength = 127;
 
-// --- Values
-
 // Bytes that the value takes: boolean 1, number its own size, string its length in characters, data
 // its length, anything else 0.
 std::uint32_t DT_CFTypeRefSize(property::Value value);
@@ -46,8 +44,6 @@ std::int32_t DT_ConvertCFTypeRefToValue(property::Value value, void* buffer, std
 constexpr std::uint32_t kDTLongestProperty = 16384;
 property::Value DT_ConvertValueToCFTypeRef(property::Value existing, void* bytes,
                                            std::uint32_t length);
-
-// --- Entries
 
 // `spec` is a path in a plane ("IODeviceTree:/cpus/cpu0@0"), or the name of a service, of which the
 // first in the device-tree or the service plane is taken. kDTNotFound when there is none. When the
@@ -71,7 +67,7 @@ std::int32_t DT_FindDeviceID(const char* spec, registry::Object* entry);
 std::int32_t DT_FindDevicesWithProp(const char* spec, const void* value, registry::Object* entries,
                                     std::int32_t maxEntries, std::uint32_t* count);
 
-// --- Properties of an entry, passed by pointer; it stays the caller's
+// The properties of an entry, which is passed by pointer and stays the caller's.
 
 // The property's value, which the caller releases; null with kDTNotFound.
 std::int32_t DT_ReadProperty(const registry::Object* entry, const char* name,
@@ -103,8 +99,7 @@ std::int32_t DT_SetDeviceProperty(const char* spec, const char* name, void* byte
                                   const std::uint32_t* size);
 std::int32_t DT_DeleteDeviceProperty(const char* spec, const char* name);
 
-// --- Names without an operation: they do nothing and return kDTStub, the last one kDTOk
-
+// Names without an operation: they do nothing and return kDTStub, the last one kDTOk.
 std::int32_t DT_Child(const registry::Object* entry, registry::Object* child);
 std::int32_t DT_Peer(const registry::Object* entry, registry::Object* peer);
 std::int32_t DT_Parent(const registry::Object* entry, registry::Object* parent);
