@@ -197,6 +197,8 @@ TEST_F(DeviceTree, FindsByPathNameAndCompatibility) {
     registry::Object entry = 99;
     EXPECT_EQ(DT_FindDeviceID(nullptr, &entry), kDTBadArgument);
     EXPECT_EQ(DT_FindDeviceID("cpu", nullptr), kDTBadArgument);
+    EXPECT_EQ(DT_FindDevice(nullptr, &entry), kDTBadArgument);
+    EXPECT_EQ(DT_FindDevice("cpu", nullptr), kDTBadArgument);
 }
 
 TEST_F(DeviceTree, PassesOnTheRegistrysFailures) {
@@ -217,6 +219,28 @@ TEST_F(DeviceTree, PassesOnTheRegistrysFailures) {
     EXPECT_EQ(count, 0U);
     simulated::FailCall(Call::kMasterPort, -7);
     EXPECT_EQ(DT_FindCompatibleDevice("x", &entry), -7);
+    EXPECT_EQ(DT_FindDevice("cpu", &entry), -7);
+    EXPECT_EQ(DT_GetDeviceProperty("cpu", "p", bytes, &size), -7);
+    EXPECT_EQ(DT_SetDeviceProperty("cpu", "p", bytes, &size), -7);
+    EXPECT_EQ(DT_DeleteDeviceProperty("cpu", "p"), -7);
+}
+
+TEST_F(DeviceTree, TakesNoIteratorForAnEmptyScan) {
+    simulated::GiveNoEmptyIterators();
+    registry::Object entry = 99;
+    EXPECT_EQ(DT_FindDevice("no such name", &entry), kDTNotFound);
+    EXPECT_EQ(entry, 0U);
+    EXPECT_EQ(DT_FindDevice("cpu", &entry), kDTOk);
+    registry::ObjectRelease(entry);
+    simulated::ClearRegistry();
+    simulated::GiveNoEmptyIterators();
+    std::uint32_t count = 9;
+    EXPECT_EQ(DT_FindDevicesWithProp("IOService:p", nullptr, &entry, 1, &count), kDTOk);
+    EXPECT_EQ(count, 0U);
+    registry::Object iterator = 99;
+    EXPECT_EQ(registry::CreateRecursiveIterator(1, kServicePlane, &iterator), registry::kSuccess);
+    EXPECT_EQ(iterator, 0U);
+    EXPECT_FALSE(registry::IteratorIsValid(iterator));
 }
 
 TEST_F(DeviceTree, CountsAllMatchesAndStoresSome) {
