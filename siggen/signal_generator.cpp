@@ -1,7 +1,7 @@
 #include "siggen/signal_generator.h"
 
-#include <cstdarg>
 #include <cstdio>
+#include <span>
 
 #include "discovery/kernel_extension.h"
 #include "discovery/serial_device.h"
@@ -19,6 +19,19 @@ static constexpr std::uint32_t kIdentificationPause = 2000;  // ms
 
 namespace {
 
+// What the format of a command takes.
+enum class Operand { kNone, kFrequency, kPower };
+
+struct GeneratorCommand {
+    const char* format;
+    Operand operand = Operand::kNone;
+};
+
+struct OutputLevel {
+    double frequency = 0;  // MHz
+    std::int32_t power = 0;
+};
+
 struct GeneratorLink {
     const char* operation;  // leads the report lines
     bool tellsStep;         // on failure the step's code is returned, not kGeneratorFailed
@@ -29,6 +42,22 @@ struct GeneratorLink {
 };
 
 }  // namespace
+
+static constexpr GeneratorCommand kEnable[] = {
+    {"*RST"},
+    {":SYST:DISP:UPD ON"},
+    {"SOUR:FREQ %fMHz", Operand::kFrequency},
+    {"SOUR:POWer:MODE FIX"},
+    {"SOUR:POWer:LEVel %d", Operand::kPower},
+    {"OUTPut1:STATe ON"},
+};
+static constexpr GeneratorCommand kDisable[] = {
+    {"OUTPut1:STATe OFF"},
+    {":SYST:DISP:UPD OFF"},
+};
+
+// The layers below have codes of their own, which are passed on; 0, as kGeneratorOk, is success in
+// each of them.
 
 static std::int32_t abandonLink(GeneratorLink* link, std::int32_t code) {
     CloseSerialPort(link->fd, link->message);
@@ -44,35 +73,36 @@ static std::int32_t failLink(GeneratorLink* link, std::int32_t code) {
 static std::int32_t reachGenerator(GeneratorLink* link) {
     std::int32_t result =
         loadKext(kDriverDirectory, kDriverName, &link->driverWasLoaded, link->message);
-    if (result != kKextOk) return result;
+    if (result != kGeneratorOk) return result;
     result = verifyDeviceConnected(kAdapterNode, link->message);
-    if (result != kDeviceOk) return result;
+    if (result != kGeneratorOk) return result;
     return openWithProfile(kAdapterNode, kGeneratorProfile, &link->fd, link->message);
 }
 
-// 0, or what the operation is to return: the failure has been reported and cleaned up after.
+// kGeneratorOk, or what the operation is to return: the failure has been reported and cleaned up
+// after.
 static std::int32_t openLink(GeneratorLink* link, const char* operation, bool tellsStep) {
     *link = {operation, tellsStep, -1, 0, "", ""};
     fflush(stdout);  // what is known so far is seen before waits that may be ended from outside
     const std::int32_t result = reachGenerator(link);
-    return result == kSerialOk ? 0 : failLink(link, result);
+    return result == kGeneratorOk ? kGeneratorOk : failLink(link, result);
 }
 
 // What the operation is to return.
 static std::int32_t closeLink(GeneratorLink* link) {
     std::int32_t result = CloseSerialPort(link->fd, link->message);
-    if (result != kSerialOk) return failLink(link, result);
-    if (link->driverWasLoaded != 0) return 0;
+    if (result != kGeneratorOk) return failLink(link, result);
+    if (link->driverWasLoaded != 0) return kGeneratorOk;
     result = unloadKext(kDriverDirectory, kDriverName, link->message);
-    if (result != kKextOk) reportCode(link->operation, result, link->message);
+    if (result != kGeneratorOk) reportCode(link->operation, result, link->message);
     return result;
 }
 
 static std::int32_t identify(GeneratorLink* link) {
     std::int32_t result = writeSerialPort(link->fd, "*RST", link->message);
-    if (result != kSerialOk) return result;
+    if (result != kGeneratorOk) return result;
     result = writeSerialPort(link->fd, "*IDN?", link->message);
-    if (result != kSerialOk) return result;
+    if (result != kGeneratorOk) return result;
     host::PauseMilliseconds(kIdentificationPause);
     // Cleared as a whole: a read that fails terminates nothing, and what had come is shown.
     char identification[kIdentificationSize] = {};
@@ -84,44 +114,52 @@ static std::int32_t identify(GeneratorLink* link) {
 std::int32_t VerifySignalGeneratorConnection() {
     GeneratorLink link;
     std::int32_t result = openLink(&link, "VerifySignalGeneratorConnection", true);
-    if (result != 0) return result;
+    if (result != kGeneratorOk) return result;
     result = identify(&link);
-    return result == kSerialOk ? closeLink(&link) : failLink(&link, result);
+    return result == kGeneratorOk ? closeLink(&link) : failLink(&link, result);
 }
 
-// Formats a command and writes it; nothing is read back. A failure is reported in the generator's
-// own form, without dashes, and cleaned up after.
-__attribute__((format(printf, 2, 3))) static bool writeCommand(GeneratorLink* link,
-                                                               const char* format, ...) {
-    va_list arguments;
-    va_start(arguments, format);
-    formatArguments(link->command, sizeof link->command, format, arguments);
-    va_end(arguments);
+static void formatCommand(const GeneratorCommand& command, const OutputLevel& level, char* text) {
+    switch (command.operand) {
+        case Operand::kNone:
+            copyText(text, kCommandSize, command.format);
+            break;
+        case Operand::kFrequency:
+            formatText(text, kCommandSize, command.format, level.frequency);
+            break;
+        case Operand::kPower:
+            formatText(text, kCommandSize, command.format, level.power);
+            break;
+    }
+}
+
+// Nothing is read back. A failure is reported in the generator's own form, without dashes, and
+// cleaned up after.
+static bool writeCommand(GeneratorLink* link) {
     const int result = writeSerialPort(link->fd, link->command, link->message);
-    if (result == kSerialOk) return true;
+    if (result == kGeneratorOk) return true;
     printf("%s: error while issue command %s code= %d, msg= %s\n", link->operation, link->command,
            result, link->message);
     abandonLink(link, result);
     return false;
 }
 
-std::int32_t EnableSignalGenerator(float frequency, std::int32_t power) {
+static std::int32_t runCommands(const char* operation, std::span<const GeneratorCommand> commands,
+                                const OutputLevel& level) {
     GeneratorLink link;
-    const std::int32_t result = openLink(&link, "EnableSignalGenerator", false);
-    if (result != 0) return result;
-    const bool written = writeCommand(&link, "*RST") && writeCommand(&link, ":SYST:DISP:UPD ON") &&
-                         writeCommand(&link, "SOUR:FREQ %fMHz", static_cast<double>(frequency)) &&
-                         writeCommand(&link, "SOUR:POWer:MODE FIX") &&
-                         writeCommand(&link, "SOUR:POWer:LEVel %d", power) &&
-                         writeCommand(&link, "OUTPut1:STATe ON");
-    return written ? closeLink(&link) : kGeneratorFailed;
+    const std::int32_t result = openLink(&link, operation, false);
+    if (result != kGeneratorOk) return result;
+    for (const GeneratorCommand& command : commands) {
+        formatCommand(command, level, link.command);
+        if (!writeCommand(&link)) return kGeneratorFailed;
+    }
+    return closeLink(&link);
+}
+
+std::int32_t EnableSignalGenerator(float frequency, std::int32_t power) {
+    return runCommands("EnableSignalGenerator", kEnable, {static_cast<double>(frequency), power});
 }
 
 std::int32_t DisableSignalGenerator() {
-    GeneratorLink link;
-    const std::int32_t result = openLink(&link, "DisableSignalGenerator", false);
-    if (result != 0) return result;
-    const bool written =
-        writeCommand(&link, "OUTPut1:STATe OFF") && writeCommand(&link, ":SYST:DISP:UPD OFF");
-    return written ? closeLink(&link) : kGeneratorFailed;
+    return runCommands("DisableSignalGenerator", kDisable, {});
 }

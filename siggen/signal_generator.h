@@ -8,15 +8,18 @@
 // operation's name, and unloads the driver even if it was loaded before the call, so that the next
 // call starts from a fresh one.
 
-constexpr std::int32_t kGeneratorFailed = 5;
+enum GeneratorResult : std::int32_t {
+    kGeneratorOk = 0,
+    kGeneratorFailed = 5,
+};
 
 // Resets the generator and prints its identification, also one that broke off, of which what had
-// come is printed before the failure. Returns 0 or the failing step's code.
+// come is printed before the failure. Returns kGeneratorOk or the failing step's code.
 std::int32_t VerifySignalGeneratorConnection();
 
 // Resets the generator, tunes it to `frequency` (MHz) and `power` (whole units of its level
-// setting, dBm) and switches its output on. Returns 0, the code of the final driver unload, or
-// kGeneratorFailed.
+// setting, dBm) and switches its output on. Returns kGeneratorOk, the code of the final driver
+// unload, or kGeneratorFailed.
 std::int32_t EnableSignalGenerator(float frequency, std::int32_t power);
 
 // Switches the output off. Returns as EnableSignalGenerator.
