@@ -13,8 +13,6 @@
 #include "serial/reply_lines.h"
 #include "siggen/signal_generator.h"
 
-static constexpr int kMajorVersion = 29;
-static constexpr int kMinorVersion = 0;
 static constexpr const char* kReleaseSuffix = "";
 static constexpr const char* kNotice = "Tarnwick WWAN diagnostic and factory-test tool";
 
@@ -27,7 +25,7 @@ static int showHelp() {
 }
 
 static int showVersion() {
-    printf("%d.%1x%s, %s\n", kMajorVersion, kMinorVersion, kReleaseSuffix, kNotice);
+    printf("%d.%1x%s, %s\n", TARNWICK_VERSION_MAJOR, TARNWICK_VERSION_MINOR, kReleaseSuffix, kNotice);
     return kExitOk;
 }
 

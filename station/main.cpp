@@ -1,19 +1,10 @@
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <cstdio>
 #include <exception>
 #include <stdexcept>
 
+#include "platform/standard_streams.h"
 #include "station/options.h"
 #include "station/station.h"
-
-// A stream that is closed would be the number of the next file to be opened, and be written to.
-static void occupyStandardStreams() {
-    int fd = 0;
-    while (fd >= 0 && fd <= STDERR_FILENO) fd = open("/dev/null", O_RDONLY);
-    if (fd > STDERR_FILENO) close(fd);
-}
 
 int main(int, char** argv) {
     constexpr int kUsageStatus = 2;
@@ -25,7 +16,7 @@ int main(int, char** argv) {
             return 0;
         }
         if (options.version) {
-            puts("tarnwick-station 29.0");
+            puts("tarnwick-station " TARNWICK_VERSION);
             return 0;
         }
         station::catchSignals();
