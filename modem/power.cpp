@@ -28,7 +28,7 @@ std::int32_t GetPowerState(const char* ttyPath, std::uint32_t* state) {
 std::int32_t SetPowerState(const char* ttyPath, std::uint32_t state) {
     ModuleSession session;
     const int result = openModule(&session, "SetPowerState", ttyPath);
-    if (result != kSerialOk) return result;
+    if (result != kModemOk) return result;
     switch (familyOf(gCardModel)) {
         case ModuleFamily::kEvdo:
             // Printed but not returned: stations switch mixed sets of modules in one run.

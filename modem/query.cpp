@@ -22,7 +22,7 @@ std::int32_t GetWWanValue(const char* ttyPath, const char* command, const char* 
                           std::uint32_t afterSeparator, signed char separator, char* value) {
     ModuleSession session;
     const int result = openModule(&session, "GetWWanValue", ttyPath);
-    if (result != kSerialOk) return result;
+    if (result != kModemOk) return result;
     value[0] = '\0';
     char reply[kReplySize];
     prepareCommand(&session, "%s", command);
@@ -56,7 +56,7 @@ static const char* statusCommand(ModuleFamily family) {
 std::int32_t GetWWanStatus(const char* ttyPath, char* status) {
     ModuleSession session;
     const int result = openModule(&session, "GetWWanStatus", ttyPath);
-    if (result != kSerialOk) return result;
+    if (result != kModemOk) return result;
     status[0] = '\0';
     if (const char* command = statusCommand(familyOf(gCardModel))) {
         char reply[kReplySize];

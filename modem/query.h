@@ -9,7 +9,7 @@
 constexpr std::size_t kValueSize = 256;
 
 enum ModemResult : std::int32_t {
-    kModemOk = 0,
+    kModemOk = 0,  // the serial port's 0, too, whose codes the operations pass on
     kQueryFailed = 6,
 };
 

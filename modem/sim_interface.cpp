@@ -73,7 +73,7 @@ static std::int32_t runSteps(ModuleSession* session) {
 static std::int32_t testSIM(const char* ttyPath) {
     ModuleSession session;
     const int result = openModule(&session, kOperation, ttyPath);
-    return result != kSerialOk ? result : runSteps(&session);
+    return result != kModemOk ? result : runSteps(&session);
 }
 
 std::int32_t VerifySIMInterface(const char* ttyPath) {

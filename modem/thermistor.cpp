@@ -51,7 +51,7 @@ static std::int32_t readFromStatus(const char* ttyPath, char* temperature) {
 static std::int32_t readThermistors(const char* ttyPath, char* temperature) {
     ModuleSession session;
     std::int32_t result = openModule(&session, "GetHWTemperature", ttyPath);
-    if (result != kSerialOk) return result;
+    if (result != kModemOk) return result;
     std::int32_t degrees[2] = {};
     for (int index = 0; index < 2; ++index) {
         char reply[kReplySize];
@@ -62,7 +62,7 @@ static std::int32_t readThermistors(const char* ttyPath, char* temperature) {
         degrees[index] = parseInteger(line);
     }
     result = closeModule(&session);
-    if (result != kSerialOk) return result;
+    if (result != kModemOk) return result;
     formatText(temperature, kValueSize, "%d\t%d", degrees[0], degrees[1]);
     return kModemOk;
 }

@@ -58,5 +58,5 @@ std::uint32_t SetWWanTransmit(const char* ttyPath, std::int32_t band, std::int32
     if (result != kSerialOk) return static_cast<std::uint32_t>(result);
     const bool answered = enable == 0 ? issueCommand(&session, "AT!DASTXOFF\r")
                                       : startTransmitter(&session, band, channel, power);
-    return answered ? static_cast<std::uint32_t>(closeModule(&session)) : 0;
+    return static_cast<std::uint32_t>(answered ? closeModule(&session) : kSerialOk);
 }

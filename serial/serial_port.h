@@ -47,7 +47,8 @@ extern const SerialProfile kGeneratorProfile;  // the signal generator's adapter
 // is closed already when a later step fails. Returns kSerialOk or kOpenFailed.
 int openWithProfile(const char* path, const SerialProfile& profile, int* fdOut, char* message);
 
-// The same with the settings of a profile one by one.
+// The same with the settings of a profile one by one: the serial layer's interface for links that
+// are none of the two. No operation has such a link.
 int OpenSerialPort(const char* path, std::uint32_t zeroSpeeds, std::uint32_t speed,
                    std::uint32_t cflagSet, std::uint32_t iflagKeep, std::uint32_t oflagKeep,
                    std::uint32_t lflagKeep, std::uint8_t vmin, std::uint8_t vtime, int* fdOut,
