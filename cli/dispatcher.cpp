@@ -25,7 +25,8 @@ static int showHelp() {
 }
 
 static int showVersion() {
-    printf("%d.%1x%s, %s\n", TARNWICK_VERSION_MAJOR, TARNWICK_VERSION_MINOR, kReleaseSuffix, kNotice);
+    printf("%d.%1x%s, %s\n", TARNWICK_VERSION_MAJOR, TARNWICK_VERSION_MINOR, kReleaseSuffix,
+           kNotice);
     return kExitOk;
 }
 
