@@ -29,7 +29,7 @@ find_program(CMAKE_RANLIB NAMES llvm-ranlib llvm-ranlib-14 llvm-ranlib-15 llvm-r
 find_program(CMAKE_INSTALL_NAME_TOOL
              NAMES llvm-install-name-tool llvm-install-name-tool-14 llvm-install-name-tool-15)
 set(CMAKE_CXX_COMPILER ${MACOS_CLANG})
-set(CMAKE_CXX_COMPILER_TARGET ${MACOS_ARCH}-apple-macos11)
+set(CMAKE_CXX_COMPILER_TARGET ${MACOS_ARCH}-apple-macos)  # CMAKE_OSX_DEPLOYMENT_TARGET says which
 # A program cannot be run here, and a stub library is all there is to link with.
 set(CMAKE_TRY_COMPILE_TARGET_TYPE STATIC_LIBRARY)
 
@@ -37,8 +37,9 @@ set(CMAKE_OSX_SYSROOT "" CACHE STRING "" FORCE)
 set(CMAKE_OSX_ARCHITECTURES "" CACHE STRING "" FORCE)
 set(CMAKE_CXX_FLAGS_INIT
     "-nostdinc++ -isystem ${MACOS_LIBCXX} -isystem ${MACOS_SDK}/usr/include -iframework ${MACOS_SDK}/System/Library/Frameworks")
+# clang tells a linker that it knows to be new enough what macOS a program is for.
 set(CMAKE_EXE_LINKER_FLAGS_INIT
-    "-Qunused-arguments --ld-path=${MACOS_LINKER} -nostdlib -Wl,-platform_version,macos,11.0,13.0 -Wl,-syslibroot,${MACOS_SDK}")
+    "-Qunused-arguments --ld-path=${MACOS_LINKER} -mlinker-version=711 -nostdlib -Wl,-syslibroot,${MACOS_SDK}")
 # What the SDK has is linked, so that a misspelt function fails here; an SDK without the system's own
 # stubs leaves its functions to the Mac's loader.
 if(EXISTS "${MACOS_SDK}/usr/lib/libSystem.tbd")
