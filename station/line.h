@@ -1,89 +1,77 @@
 #pragma once
 
-#include <chrono>
 #include <functional>
-#include <map>
 #include <memory>
 #include <string>
-#include <string_view>
+#include <vector>
 
-#include "station/descriptor.h"
-#include "station/instrument.h"
+#include "station/session.h"
+#include "station/tenure.h"
 #include "station/transcript.h"
 
 namespace station {
 
-using Clock = std::chrono::steady_clock;
-constexpr Clock::time_point kNever = Clock::time_point::max();
-
-// What a line is besides its instrument.
+// What a line is besides what stands behind it.
 struct LineSettings {
-    std::string name;
-    Fault fault;
-    double chatter = 0;  // seconds from one unsolicited line to the next; 0: there are none
-    double timeScale = 1;
-    // Puts the line's device node in place, or moves it, so that it leads to this pty.
+    std::string name;  // in the transcript
+    // Puts the line's device node in place, or moves it, so that it leads to this pty. Throws
+    // std::system_error.
     std::function<void(const std::string& slavePath)> place;
+    // Whether a session begins with its user's open, where the host can tell, and not first when he
+    // writes.
+    bool beginsAtOpen = false;
 };
 
-// A simulated serial line: a node that leads to a pty with an instrument behind it.
+// A serial line of the station: a node that leads to a pty, and what stands behind it.
 //
-// A tenure is the time from the first user's open to the last one's close. Each has a pty of its
-// own, of which the station holds only the master:
-// - The pty is made, raw and open to every user, before its tenure; the node leads to it.
-// - Commands go to the instrument as they come. Answers wait in `pending_` until they are due, and
-//   a new command drops those that its user has stopped waiting for.
-// - Once the users have closed and all that they wrote is read, the master reads as ended. Commands
-//   that were complete have taken effect by then. Answers that are pending, half a command,
-//   chatter, unread bytes and exclusive use end with the pty.
-// - The new pty exists before the node is moved, and the node is moved before the old master is
-//   closed: so there is always a node, and it leads to a pty that lives.
-// - A fault that hangs up does the same while the user is still there.
+// A tenure is the time from a user's open to the last one's close. Each has a pty of its own:
+// 1. The pty is made before its tenure, and the node leads to it. Answers that nobody has read,
+//    half a command, chatter and exclusive use end with it.
+// 2. Once its users have gone, or were hung up, the next pty takes its place: that pty exists
+// before
+//    the node is moved, and the node is moved before the old one is closed. So there is always a
+//    node, and it leads to a pty that lives.
+// 3. The old pty is kept for a moment, cleaned, for those who had followed the node to it and not
+//    opened it yet. They are served there until they go, as on the new one. One that was hung up is
+//    closed at once: that is the hang-up.
+// 4. When the next pty can be neither made nor placed, the old one is kept and cleaned, which is
+//    said once, and it is tried again.
 class Line {
   public:
-    // Makes the first pty and places it.
-    Line(LineSettings settings, std::unique_ptr<Instrument> instrument, Transcript* transcript);
+    // Makes the first pty and places it. Throws std::system_error. The transcript outlives the
+    // line.
+    Line(LineSettings settings, SessionMaker maker, Transcript* transcript);
 
-    const std::string& name() const { return settings_.name; }
-    const Instrument& instrument() const { return *instrument_; }
-    int masterDescriptor() const { return pty_.master.get(); }
-    Clock::time_point nextDue() const;
-
-    // Hands what users have written to the instrument, and ends their tenure if they have gone.
-    // True when the instrument has taken a command.
-    bool receive();
-    // Writes the answers that are due, each in one write, and hangs up if that is due.
+    // Hands what users have written to their sessions.
+    void receive();
+    // Lets the sessions answer.
     void advance(Clock::time_point now);
 
-  private:
-    struct Pty {
-        Descriptor master = {};
-        std::string slavePath = {};
-        // Some hosts report the end of a pty that nobody has opened yet. There it counts once
-        // something was read.
-        bool endCounts = false;
-    };
-    static Pty openPty();
-    bool read();
-    void takeLines();
-    void take(std::string_view line);
-    void dropTraffic();
-    void endTenure();
-    void hangUp();
-    void note(char mark, std::string_view text) { transcript_->add(name(), mark, text); }
-    void write(std::string_view bytes);
-    Clock::duration scaled(std::chrono::duration<double> delay) const;
-    Clock::time_point nextChatter() const;
+    // When it wants to receive and advance though none of these descriptors is ready.
+    Clock::time_point nextDue() const;
+    void addWaits(std::vector<pollfd>* waits) const;
 
-    LineSettings settings_;
-    std::unique_ptr<Instrument> instrument_;
-    Transcript* transcript_;
-    Pty pty_;
-    Pty next_;            // made for the next tenure, if its master is open
-    bool taken_ = false;  // a command, since receive() was called
-    std::string incoming_;
-    std::multimap<Clock::time_point, Answer> pending_;  // by when they are due
-    Clock::time_point chatterDue_ = kNever;
+  private:
+    // A tenure whose pty the node has left.
+    struct Old {
+        std::unique_ptr<Tenure> tenure;
+        Clock::time_point closes;  // it is kept until then, or until its user has gone
+    };
+
+    std::unique_ptr<Tenure> makeTenure() const;
+    std::unique_ptr<Tenure> makeNext();
+    std::size_t closeOld(Clock::time_point now);
+    void replace(Clock::time_point now);
+    void keep(const std::exception& problem);
+
+    const LineSettings settings_;
+    const SessionMaker maker_;
+    Transcript* const transcript_;
+    std::unique_ptr<Tenure> current_;  // where the node leads; never null
+    std::vector<Old> old_;             // the oldest first; replace() adds, closeOld() removes
+    Clock::time_point turn_;           // when advance() was called last
+    Clock::time_point nextTry_ = {};   // to replace the pty; in the past unless that has failed
+    bool isStuck_ = false;             // the pty cannot be replaced, and that was said
 };
 
 }  // namespace station

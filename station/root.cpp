@@ -3,12 +3,8 @@
 #include <fcntl.h>
 #include <sys/file.h>
 #include <unistd.h>
-#ifdef __linux__
-#include <sys/inotify.h>
-#endif
 
 #include <cerrno>
-#include <cstdint>
 #include <cstdlib>
 #include <fstream>
 #include <stdexcept>
@@ -117,7 +113,7 @@ void Root::fill(const Options& options, const std::vector<std::string>& ports) {
     writeFile("state/driver", options.driverLoaded ? "loaded=yes\n" : "loaded=no\n");
     writeFile("host.conf",
               format("user-id %u\ntime-scale %g\n", options.userId, options.timeScale));
-    watchState();
+    watch_ = Watch::ofFolder(path_ / "state");
 }
 
 // The station's own entries are the plane, or stand behind those of a capture.
@@ -151,24 +147,6 @@ void Root::unlinkDevice(const std::string& name) const {
 
 void Root::writeState(const std::string& name, std::string_view text) const {
     if (exists()) writeFile("state/" + name, text);
-}
-
-void Root::watchState() {
-    const char* lookAround = getenv("TARNWICK_LOOK_AROUND");
-    if (lookAround != nullptr && lookAround == std::string_view("yes")) return;
-#ifdef __linux__
-    Descriptor watch(inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
-    constexpr std::uint32_t kEvents = IN_MOVED_TO | IN_DELETE_SELF | IN_ONLYDIR;
-    const fs::path folder = path_ / "state";
-    if (inotify_add_watch(watch.get(), folder.c_str(), kEvents) != -1) watch_ = std::move(watch);
-#endif
-}
-
-bool Root::driverMayHaveChanged() const {
-    bool changed = !watch_;
-    char events[4096];
-    while (watch_ && read(watch_.get(), events, sizeof events) > 0) changed = true;
-    return changed;
 }
 
 bool Root::driverLoaded() const {

@@ -7,6 +7,7 @@
 
 #include "station/descriptor.h"
 #include "station/options.h"
+#include "station/watch.h"
 
 namespace station {
 
@@ -34,14 +35,13 @@ class Root {
     bool driverLoaded() const;
     // Ready to read once the driver's state was written; -1 where the host cannot tell (all but
     // Linux) and the station has to look around.
-    int watchDescriptor() const { return watch_.get(); }
+    int watchDescriptor() const { return watch_.descriptor(); }
     // Whether it may have been written since this was asked before.
-    bool driverMayHaveChanged() const;
+    bool driverMayHaveChanged() const { return !watch_ || watch_.hasHappened(); }
 
   private:
     void unlinkDevices() const;
     void writeRegistry(const Options& options, const std::vector<std::string>& ports) const;
-    void watchState();
     // A text, or the buffer of another stream.
     template <typename Content>
     void writeFile(const std::string& name, const Content& content,
@@ -50,7 +50,7 @@ class Root {
     std::filesystem::path path_;
     bool temporary_;
     Descriptor lock_;
-    Descriptor watch_;
+    Watch watch_;  // of the state folder; set by fill()
 };
 
 }  // namespace station

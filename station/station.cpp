@@ -91,9 +91,9 @@ void Station::addModule(const DescribedModule& described, const std::string& por
     const std::string node = "cu." + port;
     const auto& [spec, line] = described;
     if (!line.device.empty()) return root_.linkDevice(node, fs::absolute(line.device));
-    addLine({port, line.fault, line.chatter, options_.timeScale,
-             [this, node](const std::string& slavePath) { root_.linkDevice(node, slavePath); }},
-            std::make_unique<Module>(spec, index, field_));
+    addInstrument(
+        {port, [this, node](const std::string& slavePath) { root_.linkDevice(node, slavePath); }},
+        line, std::make_unique<Module>(spec, index, field_));
 }
 
 void Station::addGenerator() {
@@ -101,24 +101,32 @@ void Station::addGenerator() {
         adapter_ = fs::absolute(options_.generator.device);
         return;
     }
-    addLine({"generator", options_.generator.fault, 0, options_.timeScale,
-             [this](const std::string& slavePath) {
-                 adapter_ = slavePath;
-                 if (driverLoaded_ && adapterDue_ == kNever) showAdapter();
-             }},
-            std::make_unique<SignalGenerator>(&field_));
+    addInstrument({"generator",
+                   [this](const std::string& slavePath) {
+                       adapter_ = slavePath;
+                       if (driverLoaded_ && adapterDue_ == kNever) showAdapter();
+                   }},
+                  options_.generator, std::make_unique<SignalGenerator>(&field_));
 }
 
-void Station::addLine(LineSettings settings, std::unique_ptr<Instrument> instrument) {
-    lines_.push_back(
-        std::make_unique<Line>(std::move(settings), std::move(instrument), &transcript_));
-    saveState(*lines_.back());
+void Station::addInstrument(LineSettings settings, const LineSpec& spec,
+                            std::unique_ptr<Instrument> instrument) {
+    const std::string name = settings.name;
+    instrument->note = [this, name](std::string_view text) { transcript_.add(name, '!', text); };
+    const auto save = [this, name, &state = *instrument] { saveState(name, state); };
+    save();
+    instruments_.push_back(std::make_unique<InstrumentLine>(
+        InstrumentLine{std::move(instrument), spec, options_.timeScale, save}));
+    const SessionMaker maker = [&line = *instruments_.back()](Wire* wire) {
+        return std::make_unique<InstrumentSession>(wire, line);
+    };
+    lines_.push_back(std::make_unique<Line>(std::move(settings), maker, &transcript_));
 }
 
 // A disk that is full costs the state file and nothing else.
-void Station::saveState(const Line& line) {
+void Station::saveState(const std::string& name, const Instrument& instrument) {
     try {
-        root_.writeState(line.name(), line.instrument().state());
+        root_.writeState(name, instrument.state());
     } catch (const std::exception& error) {
         if (!std::exchange(stateFailed_, true)) complain(error.what());
     }
@@ -181,16 +189,14 @@ void Station::wait() const {
     std::vector<pollfd> waits = {{signalPipe[0], POLLIN, 0}};
     if (root_.watchDescriptor() != -1) {
         waits.push_back({root_.watchDescriptor(), POLLIN, 0});
-        for (const auto& line : lines_) waits.push_back({line->masterDescriptor(), POLLIN, 0});
+        for (const auto& line : lines_) line->addWaits(&waits);
     }
     const int result = poll(waits.data(), static_cast<nfds_t>(waits.size()), timeout());
     if (result == -1 && errno != EINTR) fail("poll");
 }
 
 void Station::serveLines() {
-    for (const auto& line : lines_) {
-        if (line->receive()) saveState(*line);
-    }
+    for (const auto& line : lines_) line->receive();
     const Clock::time_point now = Clock::now();
     for (const auto& line : lines_) line->advance(now);
 }

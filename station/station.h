@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "station/instrument_session.h"
 #include "station/line.h"
 #include "station/options.h"
 #include "station/radio.h"
@@ -32,8 +33,9 @@ class Station {
   private:
     void addModule(const DescribedModule& described, const std::string& port, int index);
     void addGenerator();
-    void addLine(LineSettings settings, std::unique_ptr<Instrument> instrument);
-    void saveState(const Line& line);
+    void addInstrument(LineSettings settings, const LineSpec& spec,
+                       std::unique_ptr<Instrument> instrument);
+    void saveState(const std::string& name, const Instrument& instrument);
     void driverChanged();
     void showAdapter();
     void startCommand();
@@ -52,6 +54,7 @@ class Station {
     Root root_;
     Transcript transcript_;
     RfField field_;
+    std::vector<std::unique_ptr<InstrumentLine>> instruments_;
     std::vector<std::unique_ptr<Line>> lines_;
     std::string adapter_;  // what the adapter's node leads to; empty: there is no adapter
     bool driverLoaded_ = false;
