@@ -7,10 +7,9 @@
 // The I/O registry, one function for one platform call and named after it.
 //
 // Return codes are the platform's own: kSuccess or a kernel return, which may be of either sign.
-// Every Object handed out (entries and iterators alike) is one reference that
-// the caller gives back with ObjectRelease; 0 is "no object". An iterator may be 0, too, with
-// success, when it would find nothing: it is not valid, gives nothing, and is released to no
-// effect.
+// Every Object handed out (entries and iterators alike) is one reference that the caller gives back
+// with ObjectRelease; 0 is "no object". An iterator that would find nothing may be 0, with success:
+// it is not valid, gives nothing, and is released to no effect.
 namespace registry {
 
 using Object = std::uint32_t;
@@ -42,7 +41,8 @@ property::Value EntrySearchProperty(Object entry, const char* plane, const char*
 // Keeps its own reference to `value`.
 std::int32_t EntrySetProperty(Object entry, const char* name, property::Value value);
 
-// `path` is plane-qualified ("IODeviceTree:/cpus/cpu0@0"). 0 when there is none.
+// `path` is plane-qualified ("IODeviceTree:/cpus/cpu0@0"). It leads down from the plane's first
+// entry by names, compared whole, with or without a location. 0 when there is none.
 Object EntryFromPath(Port port, const char* path);
 bool EntryInPlane(Object entry, const char* plane);
 // Walks the whole plane, parents before children, without the root entry.

@@ -11,6 +11,7 @@
 
 #include "platform/simulated/capture.h"
 #include "platform/simulated/registry_model.h"
+#include "platform/simulated/registry_path.h"
 #include "platform/simulated/station_root.h"
 
 namespace simulated {
@@ -219,22 +220,6 @@ static registry::Object handOutIterator(Iterator iterator) {
     return kIteratorBit | static_cast<registry::Object>(index);
 }
 
-// Whether the component of a path, "name" or "name@location", names the node.
-static bool isNamed(const PlaneNode& node, const std::string& component) {
-    const std::string name = textAt(node.name);
-    return component == name ||
-           (node.location != 0 && component == name + "@" + textAt(node.location));
-}
-
-static std::uint32_t findChild(const Plane& plane, std::uint32_t parent,
-                               const std::string& component) {
-    std::uint32_t child = plane.nodes[parent].firstChild;
-    while (child != kNone && !isNamed(plane.nodes[child], component)) {
-        child = plane.nodes[child].nextSibling;
-    }
-    return child;
-}
-
 void ClearRegistry() {
     for (const EntryRecord& entry : theRegistry().model.entries) {
         for (const auto& [name, value] : entry.properties) property::Release(value);
@@ -407,14 +392,9 @@ Object EntryFromPath(Port, const char* path) {
     if (separator == nullptr) return 0;
     const int index = findPlane(std::string(path, separator).c_str());
     if (index < 0) return 0;
-    const Plane& plane = theRegistry().model.planes[static_cast<std::size_t>(index)];
-    std::uint32_t node = plane.nodes[0].firstChild;  // which has no name in a path
-    const char* rest = separator + 2;
-    while (*rest != '\0' && node != kNone) {
-        const std::size_t length = strcspn(rest, "/");
-        node = findChild(plane, node, std::string(rest, length));
-        rest += length + (rest[length] == '/' ? 1 : 0);
-    }
+    const Model& model = theRegistry().model;
+    const Plane& plane = model.planes[static_cast<std::size_t>(index)];
+    const std::uint32_t node = findNode(model, plane, separator + 2);
     return node == kNone ? 0 : handOutEntry(plane.nodes[node].entry);
 }
 
