@@ -1,8 +1,10 @@
 #include "platform/simulated/capture.h"
 
 #include <expat.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -23,11 +25,24 @@ constexpr int kChunk = 1 << 14;
 // Expat looks at an unfinished tag or comment from its beginning with each chunk.
 constexpr std::uint64_t kLongestTag = std::uint64_t{1} << 20;
 
-// The keys that ioreg adds to an entry's own properties.
-enum Structure { kChildren, kName, kClass, kLocation, kId, kProperty };
-constexpr const char* kStructure[] = {"IORegistryEntryChildren", "IORegistryEntryName",
-                                      "IOObjectClass", "IORegistryEntryLocation",
-                                      "IORegistryEntryID"};
+// The keys that ioreg adds to an entry's own properties; the last four tell its state, which nobody
+// asks for.
+enum Structure {
+    kChildren,
+    kName,
+    kClass,
+    kLocation,
+    kId,
+    kRetainCount,
+    kState,
+    kBusyState,
+    kBusyTime,
+    kProperty
+};
+constexpr const char* kStructure[] = {
+    "IORegistryEntryChildren", "IORegistryEntryName", "IOObjectClass",
+    "IORegistryEntryLocation", "IORegistryEntryID",   "IOObjectRetainCount",
+    "IOServiceState",          "IOServiceBusyState",  "IOServiceBusyTime"};
 
 // The elements inside of a property list, the frequent ones first.
 enum Element : std::uint8_t {
@@ -65,6 +80,19 @@ constexpr const char* kArchive =
 
 bool isContainer(Element element) {
     return element == kDict || element == kArray;
+}
+
+// Whether `text` stands in the file, of which `piece` has been read, or in what follows it.
+bool holds(int fd, std::string piece, std::string_view text) {
+    char chunk[kChunk];
+    while (piece.find(text) == piece.npos) {
+        const ssize_t count = read(fd, chunk, sizeof chunk);
+        if (count <= 0) return false;
+        // The text may have begun in the piece before.
+        piece.erase(0, piece.size() - std::min(piece.size(), text.size()));
+        piece.append(chunk, static_cast<std::size_t>(count));
+    }
+    return true;
 }
 
 std::uint64_t integerOf(const char* text) {
@@ -111,6 +139,9 @@ class Reader {
 
     // Reads to the end of the file. What is wrong with it, or an empty text.
     std::string read(int fd) {
+        struct stat status = {};
+        if (fstat(fd, &status) == -1) return strerror(errno);
+        checkSize(static_cast<std::uint64_t>(status.st_size));
         bool atEnd = false;
         while (!atEnd && problem_.empty()) {
             void* chunk = XML_GetBuffer(parser_, kChunk);
@@ -118,7 +149,8 @@ class Reader {
             const ssize_t count = ::read(fd, chunk, kChunk);
             if (count == -1) return strerror(errno);
             atEnd = count == 0;
-            take({static_cast<const char*>(chunk), static_cast<std::size_t>(count)});
+            if (fed_ == 0) recognise(fd, {static_cast<const char*>(chunk), std::size_t(count)});
+            take(static_cast<int>(count));
         }
         return problem_;
     }
@@ -135,11 +167,18 @@ class Reader {
         refuse("line " + std::to_string(lineOf(parser_)) + ": " + problem);
     }
 
-    // Files that people take for captures, and files that are easily made captures.
-    void recognise(std::string_view head) {
+    void checkSize(std::uint64_t more) {
+        if (model_->bytesRead + more > kMostBytes) refuse("larger than any capture (256 MiB)");
+    }
+
+    // Files that people take for captures, and files that are easily made captures. `head` is what
+    // has been read of the file.
+    void recognise(int fd, std::string_view head) {
         if (head.empty()) refuse("empty; take the capture with ioreg -a -l");
         if (head.compare(0, 6, "bplist") == 0) {
-            refuse("a binary property list; make it XML with plutil -convert xml1");
+            refuse(holds(fd, std::string(head), "NSKeyedArchiver")
+                       ? kArchive
+                       : "a binary property list; make it XML with plutil -convert xml1");
         }
         const std::size_t begin = head.find_first_not_of(" \t\r\n");
         if (begin != head.npos && head.compare(begin, 3, "+-o") == 0) {
@@ -147,13 +186,12 @@ class Reader {
         }
     }
 
-    // A piece of the file that stands in the parser's buffer; an empty one is the end.
-    void take(std::string_view piece) {
-        if (fed_ == 0) recognise(piece);
-        fed_ += piece.size();
-        model_->bytesRead += piece.size();
-        if (model_->bytesRead > kMostBytes) refuse("larger than any capture (256 MiB)");
-        if (problem_.empty()) parse(static_cast<int>(piece.size()));
+    // A piece of the file that stands in the parser's buffer; one of 0 bytes is the end.
+    void take(int count) {
+        fed_ += static_cast<std::uint64_t>(count);
+        model_->bytesRead += static_cast<std::uint64_t>(count);
+        checkSize(0);
+        if (problem_.empty()) parse(count);
     }
 
     void parse(int count) {
@@ -302,21 +340,24 @@ class Reader {
         switch (level->key) {
             case kName:
                 node.name = entry.name = text;
-                break;
+                return;
             case kClass:
                 entry.className = text;
-                break;
+                return;
             case kLocation:
                 node.location = text;
-                break;
-            case kId:
-                entry.id = integerOf(&model_->texts[text]);
-                model_->texts.resize(text);
-                break;
-            default:
+                return;
+            case kProperty:
                 model_->captured.push_back({key_, entry.firstCaptured, element});
                 entry.firstCaptured = static_cast<std::uint32_t>(model_->captured.size() - 1);
+                return;
+            case kId:
+                entry.id = integerOf(&model_->texts[text]);
+                break;
+            default:
+                break;
         }
+        model_->texts.resize(text);
     }
 
     Model* model_;
