@@ -57,7 +57,7 @@ std::int32_t DT_ConvertCFTypeRefToValue(property::Value value, void* buffer, std
         case property::Kind::kString:
             // What does not convert leaves zeros: the size is that of the whole string.
             memset(bytes, 0, length);
-            property::StringToBytes(value, bytes, length, property::kMacRoman);
+            property::StringToBytes(value, bytes, length, property::kMacRoman, 0);
             break;
         case property::Kind::kData:
             if (length > 0) memcpy(bytes, property::DataBytes(value), length);
@@ -194,9 +194,11 @@ static std::int32_t walkPlane(const char* plane, RegistryScan* scan) {
 // A list of names is a string in which a NUL ends each: the terminator counts as part of the name.
 static bool listsName(property::Value value, const char* name) {
     if (property::KindOf(value) != property::Kind::kString) return false;
+    // Stands for what is not in Mac Roman, which must not hide the names behind it. No name has it.
+    constexpr std::uint8_t kSubstitute = 0x1A;
     std::uint8_t bytes[kDTLongestProperty];
     const auto length = static_cast<std::size_t>(
-        property::StringToBytes(value, bytes, sizeof bytes, property::kMacRoman));
+        property::StringToBytes(value, bytes, sizeof bytes, property::kMacRoman, kSubstitute));
     const std::size_t wanted = strlen(name) + 1;
     for (std::size_t start = 0; start + wanted <= length; ++start) {
         if (memcmp(bytes + start, name, wanted) == 0) return true;

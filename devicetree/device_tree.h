@@ -32,7 +32,8 @@ std::uint32_t DT_CFTypeRefSize(property::Value value);
 
 // Writes the value's bytes into `buffer` of `*size` bytes and their number into `*size`: a boolean
 // as 0 or 1, a number in its own type, a string in Mac Roman without a terminator, data as it is.
-// Returns kDTBadArgument also when the value does not fit, kDTNumberFailed or kDTUnknownType.
+// From the first character on that Mac Roman lacks, a string's bytes are zeros, for as many as it
+// has. Returns kDTBadArgument also when the value does not fit, kDTNumberFailed or kDTUnknownType.
 std::int32_t DT_ConvertCFTypeRefToValue(property::Value value, void* buffer, std::uint32_t* size);
 
 // Makes a value from `length` bytes, of the same type as `existing`, or data when that is null. The
@@ -51,8 +52,8 @@ property::Value DT_ConvertValueToCFTypeRef(property::Value existing, void* bytes
 std::int32_t DT_FindDevice(const char* spec, registry::Object* entry);
 
 // The first entry of the device-tree plane whose "compatible" property is a string that holds
-// `name` and a NUL right behind it, in its first kDTLongestProperty bytes. kDTNotFound, or the
-// registry's code when it cannot be walked.
+// `name`, in Mac Roman, and a NUL right behind it, in its first kDTLongestProperty bytes.
+// kDTNotFound, or the registry's code when it cannot be walked.
 std::int32_t DT_FindCompatibleDevice(const char* name, registry::Object* entry);
 
 // DT_FindDevice and, when that fails, DT_FindCompatibleDevice.

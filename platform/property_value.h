@@ -8,6 +8,10 @@
 // every registry call that hands out a property, gives the caller one reference
 // to release. No function but Release takes a reference away. A null Value is
 // "no value"; only KindOf and Release accept it.
+//
+// Platforms differ in what they make of two things, so nobody may rely on either: bytes from 0x80
+// on in kAscii, which are Latin-1 for one and refused by another, and a double that is out of an
+// integer's range, which becomes the nearest integer or is refused.
 namespace property {
 
 using Value = const void*;
@@ -39,9 +43,11 @@ Encoding SystemEncoding();
 // Copies the text and a NUL into `text` of `size` bytes. False when it does not
 // fit or has a character that the encoding lacks.
 bool StringToCString(Value string, char* text, std::int64_t size, Encoding encoding);
-// Copies at most `size` bytes of the encoded text, without a NUL, stopping at
-// the first character that does not fit or does not convert. Returns the bytes copied.
-std::int64_t StringToBytes(Value string, std::uint8_t* bytes, std::int64_t size, Encoding encoding);
+// Copies at most `size` bytes of the encoded text, without a NUL, stopping at the first character
+// that does not fit. `loss` stands for each that the encoding lacks; with 0 the copy stops there,
+// too. Returns the bytes copied.
+std::int64_t StringToBytes(Value string, std::uint8_t* bytes, std::int64_t size, Encoding encoding,
+                           std::uint8_t loss);
 
 std::int64_t DataLength(Value data);
 // Valid as long as the value is.

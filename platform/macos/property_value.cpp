@@ -52,11 +52,11 @@ bool StringToCString(Value string, char* text, std::int64_t size, Encoding encod
     return CFStringGetCString(asString(string), text, size, encoding) != 0;
 }
 
-std::int64_t StringToBytes(Value string, std::uint8_t* bytes, std::int64_t size,
-                           Encoding encoding) {
+std::int64_t StringToBytes(Value string, std::uint8_t* bytes, std::int64_t size, Encoding encoding,
+                           std::uint8_t loss) {
     const CFRange all = CFRangeMake(0, CFStringGetLength(asString(string)));
     CFIndex used = 0;
-    CFStringGetBytes(asString(string), all, encoding, 0, 0, bytes, size, &used);
+    CFStringGetBytes(asString(string), all, encoding, loss, 0, bytes, size, &used);
     return used;
 }
 

@@ -1,9 +1,12 @@
 #include "platform/property_value.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "platform/simulated/simulated_values.h"
@@ -46,23 +49,47 @@ static Node* newNode(property::Kind kind) {
     return node;
 }
 
+// Mac Roman above ASCII: the characters from 0x80 on, in UTF-8.
+// clang-format off
+static constexpr std::string_view kMacRomanAboveAscii[] = {
+    "Ä", "Å", "Ç", "É", "Ñ", "Ö", "Ü", "á", "à", "â", "ä", "ã", "å", "ç", "é", "è",  // 80
+    "ê", "ë", "í", "ì", "î", "ï", "ñ", "ó", "ò", "ô", "ö", "õ", "ú", "ù", "û", "ü",  // 90
+    "†", "°", "¢", "£", "§", "•", "¶", "ß", "®", "©", "™", "´", "¨", "≠", "Æ", "Ø",  // A0
+    "∞", "±", "≤", "≥", "¥", "µ", "∂", "∑", "∏", "π", "∫", "ª", "º", "Ω", "æ", "ø",  // B0
+    "¿", "¡", "¬", "√", "ƒ", "≈", "∆", "«", "»", "…", "\u00A0", "À", "Ã", "Õ", "Œ", "œ",  // C0
+    "–", "—", "“", "”", "‘", "’", "÷", "◊", "ÿ", "Ÿ", "⁄", "€", "‹", "›", "ﬁ", "ﬂ",  // D0
+    "‡", "·", "‚", "„", "‰", "Â", "Ê", "Á", "Ë", "È", "Í", "Î", "Ï", "Ì", "Ó", "Ô",  // E0
+    "\uF8FF", "Ò", "Ú", "Û", "Ù", "ı", "ˆ", "˜", "¯", "˘", "˙", "˚", "¸", "˝", "˛", "ˇ",  // F0
+};
+// clang-format on
+
 // UTF-8 continues a character with bytes from 0x80 to 0xBF.
 static bool isContinuation(char byte) {
     return (static_cast<unsigned char>(byte) & 0xC0) == 0x80;
 }
 
-// The first bytes of the text, at most `size` of them, that are whole characters of the encoding:
-// beyond ASCII there are none here but in UTF-8.
-static std::size_t convertible(const std::string& text, std::size_t size,
-                               property::Encoding encoding) {
-    std::size_t length = 0;
-    while (length < text.size() &&
-           (encoding == property::kUtf8 || static_cast<unsigned char>(text[length]) < 0x80)) {
-        ++length;
-    }
-    if (length <= size) return length;
-    while (size > 0 && isContinuation(text[size])) --size;
-    return size;
+// The character that begins at `at`: its first byte and all that continue it.
+static std::string_view characterAt(const std::string& text, std::size_t at) {
+    std::size_t end = at + 1;
+    while (end < text.size() && isContinuation(text[end])) ++end;
+    return std::string_view(text).substr(at, end - at);
+}
+
+// The character's byte in an encoding of one byte for each, or -1.
+static int byteOf(std::string_view character, property::Encoding encoding) {
+    if (character.size() == 1) return static_cast<unsigned char>(character[0]);
+    if (encoding != property::kMacRoman) return -1;
+    const auto* end = std::end(kMacRomanAboveAscii);
+    const auto* place = std::find(std::begin(kMacRomanAboveAscii), end, character);
+    return place == end ? -1 : static_cast<int>(0x80 + (place - kMacRomanAboveAscii));
+}
+
+// Copies the characters of UTF-8 that fit whole.
+static std::size_t copyCharacters(const std::string& text, std::uint8_t* bytes, std::size_t size) {
+    std::size_t used = std::min(size, text.size());
+    while (used < text.size() && used > 0 && isContinuation(text[used])) --used;
+    memcpy(bytes, text.data(), used);
+    return used;
 }
 
 // 0 for a type that there is not.
@@ -137,16 +164,25 @@ Encoding SystemEncoding() {
 bool StringToCString(Value string, char* text, std::int64_t size, Encoding encoding) {
     if (size < 1) return false;
     const std::int64_t used =
-        StringToBytes(string, reinterpret_cast<std::uint8_t*>(text), size - 1, encoding);
+        StringToBytes(string, reinterpret_cast<std::uint8_t*>(text), size - 1, encoding, 0);
     text[used] = '\0';
-    return used == static_cast<std::int64_t>(nodeOf(string)->text.size());
+    const std::size_t whole = nodeOf(string)->text.size();
+    return used == (encoding == kUtf8 ? static_cast<std::int64_t>(whole) : StringLength(string));
 }
 
-std::int64_t StringToBytes(Value string, std::uint8_t* bytes, std::int64_t size,
-                           Encoding encoding) {
+std::int64_t StringToBytes(Value string, std::uint8_t* bytes, std::int64_t size, Encoding encoding,
+                           std::uint8_t loss) {
     const std::string& text = nodeOf(string)->text;
-    const std::size_t used = convertible(text, static_cast<std::size_t>(size), encoding);
-    memcpy(bytes, text.data(), used);
+    const auto room = static_cast<std::size_t>(size);
+    if (encoding == kUtf8) return static_cast<std::int64_t>(copyCharacters(text, bytes, room));
+    std::size_t used = 0;
+    for (std::size_t at = 0; at < text.size() && used < room;) {
+        const std::string_view character = characterAt(text, at);
+        const int byte = byteOf(character, encoding);
+        if (byte == -1 && loss == 0) break;
+        bytes[used++] = byte == -1 ? loss : static_cast<std::uint8_t>(byte);
+        at += character.size();
+    }
     return static_cast<std::int64_t>(used);
 }
 
@@ -182,9 +218,19 @@ Value CreateNumber(NumberType type, const void* bytes) {
 }
 
 Value CreateString(const char* text, Encoding encoding) {
-    const std::string copy = text;
-    const bool isWhole = convertible(copy, copy.size(), encoding) == copy.size();
-    return isWhole ? simulated::CreateText(copy) : nullptr;
+    if (encoding == kUtf8) return simulated::CreateText(text);
+    std::string converted;
+    for (; *text != '\0'; ++text) {
+        const auto byte = static_cast<unsigned char>(*text);
+        if (byte < 0x80) {
+            converted += *text;
+        } else if (encoding == kMacRoman) {
+            converted += kMacRomanAboveAscii[byte - 0x80];
+        } else {
+            return nullptr;
+        }
+    }
+    return simulated::CreateText(converted);
 }
 
 Value CreateData(const std::uint8_t* bytes, std::int64_t length) {

@@ -73,6 +73,7 @@ TEST_F(DeviceTree, RoundTripsEveryTypeAndWidth) {
         {number<double>(property::kFloat64, 1), "abcdefgh", "abcdefgh"},
         {string("old"), std::string("new\0rest", 8), "new"},
         {string("old"), longest, longest},
+        {string("old"), "\x80 caf\x8E \xFF", "\x80 caf\x8E \xFF"},
         {data("old"), "ab%41%2f", "abA/"},
         {nullptr, std::string("a\0%00b%aF%Fa", 12), std::string("a\0\0b\xAF\xFA", 6)},
     };
@@ -111,7 +112,6 @@ TEST_F(DeviceTree, RefusesWhatDoesNotConvert) {
         {nullptr, "%%41"},
         {number<std::int32_t>(property::kInt32, 1), "abc"},
         {string(""), std::string(kDTLongestProperty + 1, 'x')},
-        {string(""), "caf\xE9"},
         {other, "abc"},
     };
     for (const auto& testCase : cases) {
@@ -171,7 +171,12 @@ TEST_F(DeviceTree, TellsHowAPropertyIsMissed) {
 }
 
 TEST_F(DeviceTree, FindsByPathNameAndCompatibility) {
-    simulated::SetProperty(cpus_, "compatible", string(std::string("one\0two\0unended", 15)));
+    // Mac Roman lacks the second name.
+    const std::string names("one\0\xE4\xB8\x96\0two\0caf\xC3\xA9\0unended", 24);
+    simulated::SetProperty(cpus_, "compatible", string(names));
+    const std::string tail("\0in\0out\0", 8);  // of which the last name is beyond what is looked at
+    simulated::SetProperty(cpu_, "compatible",
+                           string(std::string(kDTLongestProperty - 4, 'x') + tail));
     const struct {
         const char* spec;
         std::int32_t result;
@@ -187,7 +192,10 @@ TEST_F(DeviceTree, FindsByPathNameAndCompatibility) {
                  {"two", 0, cpus_},
                  {"one", 0, cpus_},
                  {"unended", 3, 0},
-                 {"wo", 0, cpus_}};
+                 {"wo", 0, cpus_},
+                 {"caf\x8E", 0, cpus_},
+                 {"in", 0, cpu_},
+                 {"out", 3, 0}};
     for (const auto& testCase : cases) {
         registry::Object entry = 99;
         EXPECT_EQ(DT_FindDeviceID(testCase.spec, &entry), testCase.result) << testCase.spec;
@@ -199,6 +207,64 @@ TEST_F(DeviceTree, FindsByPathNameAndCompatibility) {
     EXPECT_EQ(DT_FindDeviceID("cpu", nullptr), kDTBadArgument);
     EXPECT_EQ(DT_FindDevice(nullptr, &entry), kDTBadArgument);
     EXPECT_EQ(DT_FindDevice("cpu", nullptr), kDTBadArgument);
+}
+
+// Never a wrong entry: 0 stands for none.
+TEST_F(DeviceTree, ComparesPathsWholeNameByWholeName) {
+    const auto add = [&](const char* name, const char* location) {
+        return simulated::AddEntry(kDeviceTreePlane, cpus_, {name, "N", location});
+    };
+    const auto boot = add("Mouse / Boot", "1D");
+    const auto second = add("Mouse / Boot", "1E,0");
+    const auto under = simulated::AddEntry(kDeviceTreePlane, second, {"a:b@c/", "N"});
+    const auto zeros = add("n", "00000000");
+    add("n", "0");
+    const auto parts = add("n", "1,2");
+    const auto nameless = add("", "7");
+    const std::string digits(40, '1');
+    const auto wide = add("n", digits.c_str());
+    add("n", "slot");
+    const struct {
+        std::string path;
+        simulated::Entry entry;
+    } cases[] = {{"/Mouse / Boot", boot},
+                 {"/Mouse / Boot@1e", second},
+                 {"/Mouse / Boot@01d/", boot},
+                 {"/@1E", second},
+                 {"/Mouse / Boot@1E,00/a:b@c/", under},
+                 {"/@1E/a:b@c//", under},
+                 {"/n", zeros},
+                 {"/n@0", zeros},
+                 {"/n@0,0", zeros},
+                 {"/n@1,2,0", parts},
+                 {"/@7", nameless},
+                 {"/n@" + digits, wide},
+                 {"/n@1" + digits, 0},
+                 {"/n@10000000000000000", 0},
+                 {"/n@1", 0},
+                 {"/n@", 0},
+                 {"/n@0,", 0},
+                 {"/n@,0", 0},
+                 {"/n@0x0", 0},
+                 {"/n@ 0", 0},
+                 {"/n@slot", 0},
+                 {"/n:0", 0},
+                 {"/Mouse ", 0},
+                 {"/Mouse / Boot@1F", 0},
+                 {"//n", 0},
+                 {"/n//", 0},
+                 {"/" + std::string(10000, 'n'), 0}};
+    const auto find = [](const std::string& path) {
+        const registry::Object entry = registry::EntryFromPath(1, path.c_str());
+        registry::ObjectRelease(entry);
+        return entry;
+    };
+    for (const auto& [path, entry] : cases) {
+        EXPECT_EQ(find("IODeviceTree:/cpus" + path), entry == 0 ? 0 : entry + 1) << path;
+    }
+    for (const char* path : {"", "IODeviceTree:", ":/", ":/cpus", "IODeviceTree://cpus"}) {
+        EXPECT_EQ(find(path), 0U) << path;
+    }
 }
 
 TEST_F(DeviceTree, PassesOnTheRegistrysFailures) {
@@ -293,6 +359,10 @@ TEST_F(DeviceTree, CountsAllMatchesAndStoresSome) {
             }
         }
     }
+    std::string text(large.size(), '\0');
+    auto size = static_cast<std::uint32_t>(text.size());
+    EXPECT_EQ(DT_GetDeviceProperty("IODeviceTree:/cpus", "large-text", text.data(), &size), kDTOk);
+    EXPECT_TRUE(text == large);
     registry::Object entry = 0;
     std::uint32_t count = 0;
     EXPECT_EQ(DT_FindDevicesWithProp("p", nullptr, &entry, 0, &count), kDTBadArgument);

