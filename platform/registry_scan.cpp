@@ -4,6 +4,7 @@ static constexpr int kMaxRestarts = 100;
 
 registry::Object NextEntry(RegistryScan* scan, bool* restarted) {
     *restarted = false;
+    if (scan->iterator == 0) return 0;
     for (;;) {
         const registry::Object entry = registry::IteratorNext(scan->iterator);
         // An invalid iterator may hand out one last entry or none at all, so the

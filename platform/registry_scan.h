@@ -4,7 +4,7 @@
 
 // One pass over a registry iterator that survives changes of the registry.
 struct RegistryScan {
-    registry::Object iterator;  // owned by whoever made it
+    registry::Object iterator;  // owned by whoever made it; 0 when nothing matched
     int restarts;               // 0 at the start
 };
 

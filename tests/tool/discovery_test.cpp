@@ -182,6 +182,18 @@ TEST(BSDPath, KeepsAnAbsentPropertysTextAndStopsAtOneWithoutText) {
               "kIOTTYDeviceKey = wwanCMD19\nInvalid  InteratorkIOTTYDeviceKey = wwanCMD19\n");
 }
 
+// Nothing was found then, and nothing has changed.
+TEST(Identify, TakesNoIteratorForAnEmptyScan) {
+    simulated::ClearRegistry();
+    simulated::GiveNoEmptyIterators();
+    EXPECT_EQ(printed([] { EXPECT_EQ(IdentifyWWANModule(), kNoModule); }),
+              "WARNING: WWAN module not found\n");
+    char path[] = "x";
+    EXPECT_EQ(printed([&] { EXPECT_EQ(GetWWanBSDPath("", path), kDeviceOk); }), "");
+    EXPECT_STREQ(path, "x");
+    expectNothingHeld();
+}
+
 TEST(DeviceWait, ChecksTenTimesASecondApartAndOnceMore) {
     for (const std::size_t readableAfter : {0U, 4U, 10U, 11U}) {
         gHost = {};
