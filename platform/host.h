@@ -6,8 +6,12 @@
 // pauses, shells out and reads its options through these alone.
 namespace host {
 
-// As open(2): a descriptor, or -1 with errno set. The caller closes it.
+// As open(2): a descriptor, or -1 with errno set. The caller closes it with CloseDevice, before it
+// opens another.
 int OpenDevice(const char* path, int flags);
+
+// Closes a device, with which exclusive use of it ends.
+void CloseDevice(int fd);
 
 bool IsReadable(const char* path);
 

@@ -87,7 +87,7 @@ int openWithProfile(const char* path, const SerialProfile& profile, int* fdOut, 
     const bool isOpen = *fdOut != -1;
     const char* failedStep = isOpen ? setUpPort(*fdOut, profile) : "opening serial port";
     if (failedStep == nullptr) return kSerialOk;
-    if (isOpen) close(*fdOut);
+    if (isOpen) host::CloseDevice(*fdOut);
     return tell(kOpenFailed, message, "OpenSerialPort: Error %s %s\n", failedStep, path);
 }
 
@@ -166,6 +166,6 @@ int CloseSerialPort(int fd, char* message) {
     if (tcsetattr(fd, TCSANOW, &gOriginalTTYAttrs) == -1) {
         result = tell(kCloseFailed, message, "CloseSerialPort: Error resetting tty attributes");
     }
-    close(fd);
+    host::CloseDevice(fd);
     return result;
 }

@@ -11,6 +11,10 @@ int OpenDevice(const char* path, int flags) {
     return open(path, flags);
 }
 
+void CloseDevice(int fd) {
+    close(fd);
+}
+
 bool IsReadable(const char* path) {
     return access(path, R_OK) == 0;
 }

@@ -1,12 +1,11 @@
 #include "platform/host.h"
 
 #include <fcntl.h>
-#include <sys/file.h>
-#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
@@ -16,11 +15,15 @@
 #include <string>
 
 #include "platform/bounded_text.h"
+#include "platform/simulated/device_node.h"
 #include "platform/simulated/station_root.h"
 
 using simulated::openRegular;
 using simulated::stationPath;
 using simulated::stationRoot;
+
+// Where the device that was opened last was found; one is open at a time. Written by OpenDevice.
+static char gOpenNode[PATH_MAX];
 
 static constexpr int kCommandNotFound = 127 << 8;  // as system(3) reports it
 
@@ -79,64 +82,81 @@ static const char* mapDevice(const char* path, char* mapped, std::size_t size) {
     return stationPath(mapped, size, path) ? mapped : path;
 }
 
-static bool isSameFile(const char* node, int fd) {
-    struct stat now = {};
-    struct stat opened = {};
-    return stat(node, &now) == 0 && fstat(fd, &opened) == 0 && now.st_dev == opened.st_dev &&
-           now.st_ino == opened.st_ino;
+// Once: a run may open several nodes of the root.
+static bool tellsOfLostStation() {
+    if (!simulated::hasLostStation()) return false;
+    static bool isTold = false;
+    if (!isTold) {
+        fprintf(stderr, "%s: the station of this root is gone; start another\n", stationRoot());
+    }
+    isTold = true;
+    return true;
 }
 
-// A lock tells of other users that lock, from their open on; the exclusive mark tells of the rest,
-// and of one whose pty the station has not replaced yet. Either alone leaves a gap. The node may
-// have been moved to another pty while this one was opened.
-static bool isTaken(const char* node, int fd) {
-    if (flock(fd, LOCK_EX | LOCK_NB) == -1 && errno == EWOULDBLOCK) return true;
-    int exclusive = 0;
-#ifdef TIOCGEXCL
-    if (ioctl(fd, TIOCGEXCL, &exclusive) == -1) exclusive = 0;
-#endif
-    return exclusive != 0 || !isSameFile(node, fd);
-}
+namespace {
 
-// As open(2), with EBUSY for a node that somebody else has, root's included.
-static int openAlone(const char* node, int flags) {
-    const int fd = open(node, flags | O_CLOEXEC);
-    if (fd == -1 || !isTaken(node, fd)) return fd;
-    close(fd);
-    errno = EBUSY;
-    return -1;
-}
+// Waiting for the station to put the next pty in place, in real time: an idle station needs less
+// than a short step, one on a busy machine up to a second.
+class Patience {
+  public:
+    explicit Patience(std::chrono::milliseconds limit) : end_(Clock::now() + limit) {}
 
-// Whether the next try may end better: a station replaces the pty behind a link after each user.
-static bool mayComeFree(const char* node) {
-    if (errno == EBUSY) return true;
-    struct stat link = {};
-    return (errno == ENOENT || errno == EIO || errno == ENXIO) && lstat(node, &link) == 0 &&
-           S_ISLNK(link.st_mode);
-}
+    // Waits a step; false, at once, when the limit has been reached.
+    bool wait() {
+        constexpr int kShortSteps = 10;
+        constexpr timespec kShortStep = {0, 100000};
+        constexpr timespec kStep = {0, 1000000};
+        if (Clock::now() >= end_) return false;
+        nanosleep(steps_ < kShortSteps ? &kShortStep : &kStep, nullptr);
+        ++steps_;
+        return true;
+    }
+
+  private:
+    using Clock = std::chrono::steady_clock;
+    Clock::time_point end_;
+    int steps_ = 0;  // waited so far
+};
+
+}  // namespace
 
 namespace host {
 
 int OpenDevice(const char* path, int flags) {
     char mapped[PATH_MAX];
     const char* node = mapDevice(path, mapped, sizeof mapped);
-    // An idle station needs less than the short step, one on a busy machine up to a second. Nothing
-    // is held open between two tries: it would keep the old pty in use.
-    constexpr int kTries = 1000;
-    constexpr int kShortTries = 10;
-    constexpr timespec kShortStep = {0, 100000};
-    constexpr timespec kStep = {0, 1000000};
-    int fd = openAlone(node, flags);
-    for (int tries = 1; fd == -1 && tries < kTries && mayComeFree(node); ++tries) {
-        nanosleep(tries <= kShortTries ? &kShortStep : &kStep, nullptr);
-        fd = openAlone(node, flags);
+    if (node == mapped && tellsOfLostStation()) {
+        errno = ENXIO;
+        return -1;
+    }
+    copyText(gOpenNode, sizeof gOpenNode, node);
+    // Nothing is held open between two tries: it would keep the old pty in use.
+    Patience patience(std::chrono::seconds{1});
+    int fd = simulated::openAlone(node, flags);
+    while (fd == -1 && simulated::mayComeFree(node) && patience.wait()) {
+        fd = simulated::openAlone(node, flags);
     }
     return fd;
 }
 
+void CloseDevice(int fd) {
+    struct stat closed = {};
+    const bool isReplaced = fstat(fd, &closed) == 0 && simulated::isStationPty(closed);
+    simulated::closeAlone(fd);
+    // So that whoever opens the node next, without any patience, finds it free.
+    Patience patience(std::chrono::milliseconds{50});
+    struct stat now = {};
+    while (isReplaced && stat(gOpenNode, &now) == 0 && simulated::isSameFile(now, closed) &&
+           patience.wait()) {
+    }
+}
+
+// A node that a station has left behind is none: it leads nowhere, or to somebody else's pty.
 bool IsReadable(const char* path) {
     char mapped[PATH_MAX];
-    return access(mapDevice(path, mapped, sizeof mapped), R_OK) == 0;
+    const char* node = mapDevice(path, mapped, sizeof mapped);
+    if (node == mapped && tellsOfLostStation()) return false;
+    return access(node, R_OK) == 0;
 }
 
 int RunShell(const char* line) {

@@ -1,6 +1,7 @@
 #include "platform/simulated/station_root.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -51,6 +52,17 @@ bool checkStationRoot() {
     fprintf(stderr, "%s: %s; it has lines such as \"user-id 0\", or may be missing\n", path,
             problem);
     return false;
+}
+
+bool hasLostStation() {
+    char path[PATH_MAX];
+    if (!stationPath(path, sizeof path, "/state") || access(path, F_OK) == -1) return false;
+    const int root = open(stationRoot(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (root == -1) return false;
+    // Shared and for a moment: two tools that ask are in nobody's way.
+    const bool isFree = flock(root, LOCK_SH | LOCK_NB) == 0;
+    close(root);
+    return isFree;
 }
 
 }  // namespace simulated

@@ -20,4 +20,9 @@ int openRegular(const char* path, const char** problem);
 // host.conf is there and no regular file.
 bool checkStationRoot();
 
+// Whether the root has had a station, which leaves its folder `state`, and has none now, whose lock
+// on the root would show: its nodes lead nowhere by now, or to somebody else's ptys. A root that
+// was made by hand has lost none.
+bool hasLostStation();
+
 }  // namespace simulated

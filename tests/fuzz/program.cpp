@@ -37,7 +37,6 @@ static void layLine() {
         fcntl(line->master, F_SETFL, O_NONBLOCK);
     }
     for (const int fd : {line->master, line->slave}) tcflush(fd, TCIOFLUSH);
-    gHost.held = {&*line};
     gHost.node = line->path;
 }
 
@@ -50,7 +49,6 @@ static void answer(std::string reply) {
     if (!reply.ends_with('\r') && !reply.ends_with('\n')) reply += '\n';
     const ssize_t written = write(line->master, reply.data(), reply.size());
     if (written == static_cast<ssize_t>(reply.size()) && !reply.starts_with('\4')) return;
-    gHost.held.clear();
     gHost.node = "/nowhere";
     line.reset();
 }

@@ -1,4 +1,6 @@
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -17,6 +19,7 @@
 #include "platform/io_registry.h"
 #include "platform/simulated/simulated_registry.h"
 #include "tests/support/case_text.h"
+#include "tests/support/held_pty.h"
 
 namespace {
 
@@ -314,6 +317,25 @@ TEST_F(StationRoot, ReadsHostConf) {
     }
     write("host.conf", "time-scale 0\n");
     EXPECT_EQ(said([] { host::PauseMilliseconds(3600000); }), "");
+}
+
+// On a line that somebody keeps open exclusive use would last for ever; on a station's own, which
+// is replaced, it keeps the next user away until then.
+TEST_F(StationRoot, TakesExclusiveUseOffALineThatOutlivesItsUser) {
+    for (const bool isStations : {false, true}) {
+        const HeldPty pty;
+        const timespec never[2] = {};
+        ASSERT_EQ(utimensat(AT_FDCWD, pty.path.c_str(), never, 0), 0);
+        ASSERT_EQ(chmod(pty.path.c_str(), isStations ? 01666 : 0666), 0);
+        fs::create_symlink(pty.path, root / "dev/cu.x");
+        const int fd = host::OpenDevice("/dev/cu.x", O_RDWR | O_NOCTTY);
+        EXPECT_EQ(ioctl(fd, TIOCEXCL), 0);
+        host::CloseDevice(fd);
+        const int next = host::OpenDevice("/dev/cu.x", O_RDWR | O_NOCTTY);
+        EXPECT_EQ(next == -1, isStations);
+        if (next != -1) host::CloseDevice(next);
+        fs::remove(root / "dev/cu.x");
+    }
 }
 
 // The test of the tests: leaks and over-releases must show.

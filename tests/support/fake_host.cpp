@@ -1,6 +1,7 @@
 #include "tests/support/fake_host.h"
 
 #include <fcntl.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -40,12 +41,14 @@ std::string printed(const std::function<void()>& action) {
 namespace host {
 
 int OpenDevice(const char* path, int flags) {
-    if (openPorts() == 0) {
-        for (const HeldPty* pty : gHost.held) pty->endExclusiveUse();
-    }
     if (gHost.readOnly) flags = (flags & ~O_ACCMODE) | O_RDONLY;
     gHost.opened.push_back(open(gHost.node.empty() ? path : gHost.node.c_str(), flags));
     return gHost.opened.back();
+}
+
+void CloseDevice(int fd) {
+    ioctl(fd, TIOCNXCL);
+    close(fd);
 }
 
 bool IsReadable(const char* path) {

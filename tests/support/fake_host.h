@@ -15,7 +15,6 @@ struct FakeHost {
     std::string node;       // where every device path leads; empty: where it says
     bool readOnly = false;  // devices are opened so that every write fails
     std::vector<int> opened;
-    std::vector<const HeldPty*> held;  // lose their exclusive mark once no port is open
     std::vector<std::string> shellLines;
     std::function<int(const std::string&)> shell = [](const std::string&) { return 0; };
     std::function<bool(const std::string&)> isReadable = [](const std::string&) { return true; };

@@ -5,7 +5,6 @@
 #else
 #include <util.h>
 #endif
-#include <sys/ioctl.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -33,7 +32,4 @@ struct HeldPty {
     }
     HeldPty(const HeldPty&) = delete;
     HeldPty& operator=(const HeldPty&) = delete;
-
-    // The end that is held also holds the last user's exclusive use.
-    void endExclusiveUse() const { ioctl(slave, TIOCNXCL); }
 };

@@ -9,11 +9,7 @@
 #include "discovery/module_family.h"
 #include "tests/support/fake_host.h"
 
-// Stands behind everything that the tool has sent: no command has it.
-static constexpr char kEndOfScript = '\4';
-
-// Returns the command lines received, with a blank between them.
-static std::string play(int master, const Script& script) {
+std::string play(int master, const Script& script) {
     std::string wire;
     std::string line;
     for (char byte = 0; read(master, &byte, 1) == 1 && byte != kEndOfScript;) {
@@ -33,7 +29,6 @@ OperationRun runOperation(std::uint32_t productId, const Script& script,
                           const std::function<int(const char* tty)>& operation) {
     const HeldPty pty;
     gHost = {};
-    gHost.held = {&pty};
     gCardModel = productId;
     OperationRun run;
     std::thread device([&] { run.wire = play(pty.master, script); });
@@ -41,7 +36,6 @@ OperationRun runOperation(std::uint32_t productId, const Script& script,
     EXPECT_EQ(openPorts(), 0) << "a port was left open";
     if (write(pty.slave, &kEndOfScript, 1) == -1) abort();
     device.join();
-    gHost.held.clear();
     run.pauses = gHost.pauses;
     return run;
 }

@@ -18,6 +18,11 @@ struct OperationRun {
 // What a device answers, in one write, to a command line, given without its line ends.
 using Script = std::function<std::string(const std::string& command)>;
 
+// Answers, at the master of a pty, what comes in, until kEndOfScript comes, which no command has.
+// Returns the command lines received, with a blank between them.
+constexpr char kEndOfScript = '\4';
+std::string play(int master, const Script& script);
+
 // Serves `operation` with gCardModel set to `productId` and the tty of a device that plays
 // `script`.
 OperationRun runOperation(std::uint32_t productId, const Script& script,

@@ -18,10 +18,7 @@ namespace {
 
 class Pty : public testing::Test {
   protected:
-    void SetUp() override {
-        gHost = {};
-        gHost.held = {&pty};
-    }
+    void SetUp() override { gHost = {}; }
     void openPort(const SerialProfile& profile = kModuleProfile) {
         ASSERT_EQ(openWithProfile(pty.path.c_str(), profile, &fd, message), kSerialOk);
     }
