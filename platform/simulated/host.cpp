@@ -62,8 +62,13 @@ static HostConf readHostConf() {
     const int fd = stationPath(path, sizeof path, "/host.conf") ? openRegular(path, &problem) : -1;
     FILE* const file = fd == -1 ? nullptr : fdopen(fd, "r");
     if (file == nullptr) return conf;
+    constexpr int kMostLines = 1000;
     char line[256];
-    while (fgets(line, sizeof line, file) != nullptr) {
+    for (int lines = 0; fgets(line, sizeof line, file) != nullptr; ++lines) {
+        if (lines == kMostLines) {
+            fprintf(stderr, "host.conf: what is behind line %d is not read\n", kMostLines);
+            break;
+        }
         line[strcspn(line, "\r\n")] = '\0';
         takeConfLine(line, &conf);
     }

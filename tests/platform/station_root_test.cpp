@@ -301,7 +301,7 @@ TEST_F(StationRoot, ReadsHostConf) {
     const std::string own = "user " + std::to_string(getuid());
     const std::string refused = "host.conf: not understood: ";
     const struct {
-        const char* conf;
+        std::string conf;
         std::string said;
     } cases[] = {
         {"user-id 501\ntime-scale 0\n", "user 501"},
@@ -310,11 +310,16 @@ TEST_F(StationRoot, ReadsHostConf) {
          refused + "user-id x\n" + refused + "user-id 1 2\n" + refused + "user-id -1\n" + refused +
              "user-id 4294967296\n" + own},
         {"", own},
+        {std::string(1000, '\n') + "user-id 7",
+         "host.conf: what is behind line 1000 is not read\n" + own},
     };
     for (const auto& testCase : cases) {
         write("host.conf", testCase.conf);
         EXPECT_EQ(said([] { fprintf(stderr, "user %u", host::RealUserId()); }), testCase.said);
     }
+    // Of any size, and without a line's end in it.
+    fs::resize_file(root / "host.conf", std::uintmax_t{5} << 30);
+    EXPECT_EQ(said(host::RealUserId), "host.conf: what is behind line 1000 is not read\n");
     write("host.conf", "time-scale 0\n");
     EXPECT_EQ(said([] { host::PauseMilliseconds(3600000); }), "");
 }
