@@ -38,24 +38,22 @@ row() {
             END { print "" }'
 }
 
-# capture ENTRIES: what ioreg prints, ten children to an entry.
+# capture ENTRIES: what ioreg prints, entries ten deep.
 capture() {
-    awk -v count="$1" '
-        function entry(index_, child) {
-            printf "<dict><key>IORegistryEntryID</key><integer>%d</integer>", 4294967296 + index_
-            printf "<key>IORegistryEntryName</key><string>device%d</string>", index_
+    awk -v count="$1" 'BEGIN {
+        print "<plist version=\"1.0\"><array>"
+        for (i = 1; i <= count; i++) {
+            printf "<dict><key>IORegistryEntryID</key><integer>%d</integer>", 4294967296 + i
+            printf "<key>IORegistryEntryName</key><string>device%d</string>", i
             print "<key>IOObjectClass</key><string>IOService</string>"
             print "<key>compatible</key><data>YmVuY2gsZGV2aWNlAA==</data>"
             print "<key>vendor-id</key><integer>4523</integer>"
-            if (index_ * 10 + 1 < count) {
-                print "<key>IORegistryEntryChildren</key><array>"
-                for (child = index_ * 10 + 1; child <= index_ * 10 + 10 && child < count; child++)
-                    entry(child)
-                print "</array>"
-            }
-            print "</dict>"
+            print "<key>IORegistryEntryChildren</key><array>"
+            if (i % 10 == 0)
+                for (depth = 0; depth < 10; depth++) print "</array></dict>"
         }
-        BEGIN { print "<plist version=\"1.0\">"; entry(0); print "</plist>" }'
+        print "</array></plist>"
+    }'
 }
 
 rows() {
