@@ -4,6 +4,12 @@ set(CPACK_PACKAGE_NAME tarnwick)
 set(CPACK_PACKAGE_CONTACT "Tarnwick maintainers <tarnwick@example.invalid>")
 set(CPACK_PACKAGE_VENDOR "Tarnwick maintainers")
 set(CPACK_STRIP_FILES ON)
+foreach(changes CHANGELOG.md packaging/debian/changelog)
+    file(READ ${PROJECT_SOURCE_DIR}/${changes} text)
+    if(NOT text MATCHES "[( ]${PROJECT_VERSION}[)\n]")
+        message(FATAL_ERROR "${changes} knows nothing of version ${PROJECT_VERSION}")
+    endif()
+endforeach()
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE
     GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
 
@@ -15,12 +21,17 @@ else()
     set(CPACK_GENERATOR DEB)
     set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
     set(CPACK_DEB_COMPONENT_INSTALL ON)
+    if(CMAKE_CROSSCOMPILING)  # CPack takes the builder's architecture
+        execute_process(COMMAND dpkg-architecture -t ${CMAKE_LIBRARY_ARCHITECTURE} -q DEB_HOST_ARCH
+            OUTPUT_VARIABLE CPACK_DEBIAN_PACKAGE_ARCHITECTURE OUTPUT_STRIP_TRAILING_WHITESPACE)
+    endif()
     set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
     set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")  # each package has its own
     set(CPACK_PRE_BUILD_SCRIPTS ${CMAKE_CURRENT_LIST_DIR}/debian/arrange.cmake)
 
     set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME tarnwick)
     set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION comm)
+    set(CPACK_DEBIAN_TOOLS_PACKAGE_SUGGESTS "perl, gnuplot, parallel")  # the examples
     if(TARNWICK_STATIC_PIE)
         set(linked "The programs in usr/bin contain")
         set(expat_copyright /usr/share/doc/libexpat1-dev/copyright)

@@ -21,6 +21,7 @@ for file in man/man8/Tarnwick.8 man/man1/tarnwick-station.1 doc/tarnwick/example
 done
 
 cd "$work/prefix/share/doc/tarnwick"
+grep -rnE '(scripts|tests|.ci|build)/[a-z]' . && echo 'names what is not installed' && exit 1
 grep -roE '\]\([^):]+\)' --include='*.md' . | sed -e 's/)$//' -e 's/:](/ /' >"$work/links"
 [ -s "$work/links" ]
 while read -r document link; do
