@@ -171,6 +171,7 @@ simulated-check hspa evdo
 receive-sweep
 receive-sweep channels 3 124 1 1 -50
 receive-sweep channels 9 1 124 1 -50
+receive-sweep -r 1,2 levels 3 62 -90 -30 10
 receive-sweep -r 3 levels 3 62 -90 -30 10
 receive-sweep -l 5 levels 3 62 -90 -30 10
 many-stations
