@@ -1,30 +1,39 @@
 #include "station/line_spec.h"
 
-#include "station/text.h"
-
 namespace station {
 
-Fault parseFault(std::string_view text) {
-    const std::size_t at = text.find('@');
+static constexpr struct {
+    std::string_view name;
+    void (*take)(const Argument& argument, LineSpec* spec);
+} kKeys[] = {
+    {"chatter", [](auto& argument, auto* spec) { spec->chatter = number(argument, 0, 3600); }},
+    {"device", [](auto& argument, auto* spec) { spec->device = argument.text; }},
+    {"fault", [](auto& argument, auto* spec) { spec->fault = parseFault(argument); }},
+};
+
+Fault parseFault(const Argument& argument) {
+    const std::size_t at = argument.text.find('@');
     Fault fault;
-    choose(text.substr(0, at),
+    choose({argument.name, argument.text.substr(0, at)},
            {"silent", "error", "garbage", "late", "split", "hangup", "hangup-mid", "hangup-after"},
            &fault.kind);
-    if (at != std::string_view::npos) fault.command = text.substr(at + 1);
+    if (at != std::string_view::npos) fault.command = argument.text.substr(at + 1);
     return fault;
 }
 
-bool takeLineKey(std::string_view key, std::string_view value, LineSpec* spec) {
-    if (key == "fault") {
-        spec->fault = parseFault(value);
-    } else if (key == "chatter") {
-        spec->chatter = number(value, 0, 3600);
-    } else if (key == "device") {
-        spec->device = value;
-    } else {
-        return false;
+bool takeLineKey(const Argument& argument, LineSpec* spec) {
+    for (const auto& key : kKeys) {
+        if (key.name != argument.name) continue;
+        key.take(argument, spec);
+        return true;
     }
-    return true;
+    return false;
+}
+
+std::string lineKeys() {
+    std::string names;
+    for (const auto& key : kKeys) names += (names.empty() ? "" : ", ") + std::string(key.name);
+    return names;
 }
 
 }  // namespace station

@@ -3,6 +3,8 @@
 #include <string>
 #include <string_view>
 
+#include "station/argument.h"
+
 namespace station {
 
 // What goes wrong with a line's answers, at every command or at those that begin with `command`.
@@ -31,10 +33,13 @@ struct LineSpec {
 };
 
 // Reads KIND[@COMMAND]. Throws std::invalid_argument.
-Fault parseFault(std::string_view text);
+Fault parseFault(const Argument& argument);
 
-// Sets what the key of a module's description says of its line. False if it says nothing of it.
+// Sets what a key of a module's description says of its line. False if no line has such a key.
 // Throws std::invalid_argument.
-bool takeLineKey(std::string_view key, std::string_view value, LineSpec* spec);
+bool takeLineKey(const Argument& argument, LineSpec* spec);
+
+// The names of those keys, with commas between them.
+std::string lineKeys();
 
 }  // namespace station

@@ -1,4 +1,5 @@
 #include <cstdio>
+#include <cstdlib>
 #include <exception>
 #include <stdexcept>
 
@@ -6,19 +7,20 @@
 #include "station/options.h"
 #include "station/station.h"
 
-int main(int, char** argv) {
+// Returns an exit status.
+static int print(const char* text) {
+    if (fputs(text, stdout) >= 0 && fflush(stdout) == 0) return EXIT_SUCCESS;
+    perror("tarnwick-station: standard output");
+    return EXIT_FAILURE;
+}
+
+int main(int argc, char** argv) {
     constexpr int kUsageStatus = 2;
     occupyStandardStreams();
     try {
-        const station::Options options = station::parseOptions(argv + 1);
-        if (options.help) {
-            fputs(station::kHelp, stdout);
-            return 0;
-        }
-        if (options.version) {
-            puts("tarnwick-station " TARNWICK_VERSION);
-            return 0;
-        }
+        const station::Options options = station::parseOptions(argc, argv);
+        if (options.help) return print(station::kHelp);
+        if (options.version) return print("tarnwick-station " TARNWICK_VERSION "\n");
         station::catchSignals();
         return station::Station(options).serve();
     } catch (const std::invalid_argument& error) {

@@ -2,13 +2,19 @@
 
 #include <algorithm>
 #include <cctype>
-#include <utility>
-
-#include "station/text.h"
+#include <iterator>
 
 namespace station {
 
+namespace {
+
+// Which families have a use for a key.
+enum Users { kAll, kEvdo, kHspa };
+
+}  // namespace
+
 static constexpr int kMost = 1000000;
+static constexpr std::string_view kOption = "--module";
 
 static const char* defaultFirmware(Family family) {
     switch (family) {
@@ -20,79 +26,135 @@ static const char* defaultFirmware(Family family) {
     return "";
 }
 
-static std::string identity(std::string_view text, Family family) {
-    const auto isOf = [text](std::size_t length, std::string_view digits) {
+static const char* nameOf(Family family) {
+    switch (family) {
+        case Family::kEvdo:
+            return "EVDO";
+        case Family::kHspa:
+            return "HSPA";
+    }
+    return "";
+}
+
+static std::string identity(const Argument& argument, Family family) {
+    const auto has = [&argument](std::size_t length, std::string_view digits) {
+        const std::string_view text = argument.text;
         return text.size() == length && text.find_first_not_of(digits) == text.npos;
     };
     switch (family) {
         case Family::kEvdo:
-            if (isOf(8, "0123456789ABCDEFabcdef")) break;
-            refuse("not an ESN of 8 hexadecimal digits", text);
+            if (has(8, "0123456789ABCDEFabcdef")) break;
+            refuse(argument, "an ESN of 8 hexadecimal digits");
         case Family::kHspa:
-            if (isOf(15, "0123456789")) break;
-            refuse("not an IMEI of 15 digits", text);
+            if (has(15, "0123456789")) break;
+            refuse(argument, "an IMEI of 15 digits");
     }
-    return std::string(text);
+    return std::string(argument.text);
 }
 
 // What is printed into an answer: a control character would end a line of it.
-static std::string printable(std::string_view text) {
+static std::string printable(const Argument& argument) {
+    const std::string_view text = argument.text;
     if (std::any_of(text.begin(), text.end(),
                     [](unsigned char byte) { return std::iscntrl(byte) != 0; })) {
-        refuse("a control character in the value", text);
+        refuse(argument, "a text without control characters");
     }
     return std::string(text);
 }
 
-template <typename Value>
-static void set(Value* member, Value value) {
-    *member = std::move(value);
-}
-
-static void setTemperatures(std::string_view value, int (&temperatures)[2]) {
+// One number is for both.
+static void setTemperatures(const Argument& argument, ModuleSpec* spec) {
     constexpr int kColdest = -273;
-    const std::size_t slash = value.find('/');  // where there is none, the one number is for both
-    temperatures[0] = wholeNumber(value.substr(0, slash), kColdest, kMost);
-    temperatures[1] = wholeNumber(value.substr(slash + 1), kColdest, kMost);
+    const std::size_t slash = argument.text.find('/');
+    const Argument first = {argument.name, argument.text.substr(0, slash)};
+    const Argument second = {argument.name, argument.text.substr(slash + 1)};
+    spec->temperatures[0] = wholeNumber(first, kColdest, kMost);
+    spec->temperatures[1] = wholeNumber(second, kColdest, kMost);
 }
 
-static void takePair(std::string_view name, std::string_view text, ModuleSpec* spec) {
-    if (name == "id") return set(&spec->id, identity(text, spec->family()));
-    if (name == "firmware") return set(&spec->firmware, printable(text));
-    if (name == "hardware") return set(&spec->hardware, printable(text));
-    if (name == "sku") return set(&spec->sku, printable(text));
-    if (name == "prl") return set(&spec->prl, printable(text));
-    if (name == "loss") return set(&spec->loss, number(text, 0, kMost));
-    if (name == "sim") return choose(text, {"present", "absent", "pin", "error"}, &spec->sim);
-    if (name == "busy") return set(&spec->busy, wholeNumber(text, 0, kMost));
-    if (name == "asleep") return choose(text, {"no", "yes"}, &spec->asleep);
-    if (name == "temp") return setTemperatures(text, spec->temperatures);
-    if (name == "phonebook") return choose(text, {"good", "stuck"}, &spec->phonebookStuck);
-    if (name == "echo") return choose(text, {"off", "on"}, &spec->echo);
-    refuse("unknown module key", name);
+static constexpr struct Key {
+    std::string_view name;
+    Users users;
+    void (*take)(const Argument& argument, ModuleSpec* spec);
+} kKeys[] = {
+    {"id", kAll, [](auto& argument, auto* spec) { spec->id = identity(argument, spec->family()); }},
+    {"firmware", kAll, [](auto& argument, auto* spec) { spec->firmware = printable(argument); }},
+    {"hardware", kHspa, [](auto& argument, auto* spec) { spec->hardware = printable(argument); }},
+    {"sku", kHspa, [](auto& argument, auto* spec) { spec->sku = printable(argument); }},
+    {"prl", kEvdo, [](auto& argument, auto* spec) { spec->prl = printable(argument); }},
+    {"loss", kAll, [](auto& argument, auto* spec) { spec->loss = number(argument, 0, kMost); }},
+    {"sim", kHspa,
+     [](auto& argument, auto* spec) {
+         choose(argument, {"present", "absent", "pin", "error"}, &spec->sim);
+     }},
+    {"busy", kHspa,
+     [](auto& argument, auto* spec) { spec->busy = wholeNumber(argument, 0, kMost); }},
+    {"asleep", kEvdo,
+     [](auto& argument, auto* spec) {
+         choose(argument, {"no", "yes"}, &spec->asleep);
+     }},
+    {"temp", kAll, setTemperatures},
+    {"phonebook", kHspa,
+     [](auto& argument, auto* spec) {
+         choose(argument, {"good", "stuck"}, &spec->phonebookStuck);
+     }},
+    {"echo", kAll,
+     [](auto& argument, auto* spec) {
+         choose(argument, {"off", "on"}, &spec->echo);
+     }},
+};
+
+static bool isOf(const Key& key, Family family) {
+    switch (family) {
+        case Family::kEvdo:
+            return key.users != kHspa;
+        case Family::kHspa:
+            return key.users != kEvdo;
+    }
+    return false;
+}
+
+[[noreturn]] static void refuseKey(std::string_view name, Family family) {
+    std::string demand = "a key of an " + std::string(nameOf(family)) + " module: ";
+    for (const Key& key : kKeys) {
+        if (isOf(key, family)) demand += std::string(key.name) + ", ";
+    }
+    refuse({kOption, name}, demand + lineKeys());
+}
+
+static void takeKey(const Argument& argument, DescribedModule* described) {
+    const Family family = described->module.family();
+    const auto* key = std::find_if(std::begin(kKeys), std::end(kKeys), [&](const Key& known) {
+        return known.name == argument.name && isOf(known, family);
+    });
+    if (key != std::end(kKeys)) {
+        key->take(argument, &described->module);
+    } else if (!takeLineKey(argument, &described->line)) {
+        refuseKey(argument.name, family);
+    }
 }
 
 static std::uint32_t productIdOf(std::string_view kind) {
     if (kind == "hspa") return 0x8232;
     if (kind == "evdo") return 0x8222;
-    if (kind.find_first_of("0123456789") > 1) refuse("unknown kind of module", kind);
-    return static_cast<std::uint32_t>(wholeNumber(kind, 0, 0xffff));
+    if (kind.find_first_of("0123456789") != 0)
+        refuse({kOption, kind}, "hspa, evdo or a product id");
+    return wholeNumber<std::uint32_t>({kOption, kind}, 0, 0xffff);
 }
 
 DescribedModule parseModule(std::string_view text) {
     DescribedModule described;
-    ModuleSpec& spec = described.module;
     std::size_t comma = text.find(',');
-    spec.productId = productIdOf(text.substr(0, comma));
-    spec.firmware = defaultFirmware(spec.family());
+    described.module.productId = productIdOf(text.substr(0, comma));
+    described.module.firmware = defaultFirmware(described.module.family());
     while (comma != std::string_view::npos) {
         text.remove_prefix(comma + 1);
         comma = text.starts_with("fault=") ? std::string_view::npos : text.find(',');
         const std::string_view pair = text.substr(0, comma);
         const std::string_view name = pair.substr(0, pair.find('='));
         const std::string_view value = pair.substr(std::min(name.size() + 1, pair.size()));
-        if (value.empty()) refuse("module key without a value", name);
-        if (!takeLineKey(name, value, &described.line)) takePair(name, value, &spec);
+        if (value.empty()) refuse({kOption, pair}, "a key with its value, such as echo=off");
+        takeKey({name, value}, &described);
     }
     return described;
 }

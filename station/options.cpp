@@ -1,11 +1,11 @@
 #include "station/options.h"
 
+#include <getopt.h>
+
 #include <algorithm>
 #include <iterator>
-#include <utility>
-#include <variant>
 
-#include "station/text.h"
+#include "station/failure.h"
 
 namespace station {
 
@@ -25,74 +25,104 @@ Without COMMAND it prints the line to export and serves until interrupted.
       --generator-device PATH  a real tty in the simulated generator's place
       --driver-loaded          start with the adapter's driver loaded
       --verbose                show the wire traffic on standard error
-      --help                   print this help
+  -h, --help                   print this help
       --version                print the version
 
-Module keys: id=DIGITS, firmware=, hardware=, sku=, prl=TEXT, loss=DB,
-sim=present|absent|pin|error, busy=N, asleep=yes, temp=A/B, phonebook=stuck,
-echo=off, chatter=SECONDS, device=PATH, and last fault=KIND[@COMMAND] with KIND one
-of silent, error, garbage, late, split, hangup, hangup-mid, hangup-after.
+Module keys: id=DIGITS, firmware=TEXT, loss=DB, temp=A/B, echo=off, chatter=SECONDS,
+device=PATH, and last fault=KIND[@COMMAND] with KIND one of silent, error, garbage,
+late, split, hangup, hangup-mid, hangup-after.
+HSPA only: hardware=TEXT, sku=TEXT, sim=present|absent|pin|error, busy=N, phonebook=stuck.
+EVDO only: prl=TEXT, asleep=yes.
 )";
 
-static constexpr struct {
-    std::string_view letter, name;
-    // What it sets, or calls with its argument. A switch takes none.
-    std::variant<bool Options::*, std::string Options::*, void (*)(Options&, std::string_view)>
-        target;
-} kOptions[] = {
-    {"-m", "--module",
-     [](Options& options, std::string_view text) { options.modules.push_back(parseModule(text)); }},
-    {"-r", "--root", &Options::root},
-    {"-t", "--transcript", &Options::transcript},
-    {"", "--capture", &Options::capture},
-    {"", "--time-scale",
-     [](Options& options, std::string_view text) { options.timeScale = number(text, 0, 1e6); }},
-    {"", "--user-id",
-     [](Options& options, std::string_view text) { options.userId = wholeNumber(text, 0U); }},
-    {"", "--no-generator", &Options::noGenerator},
-    {"", "--generator-fault",
-     [](Options& options, std::string_view text) { options.generator.fault = parseFault(text); }},
-    {"", "--generator-device",
-     [](Options& options, std::string_view text) { options.generator.device = text; }},
-    {"", "--driver-loaded", &Options::driverLoaded},
-    {"", "--verbose", &Options::verbose},
-    {"", "--help", &Options::help},
-    {"", "--version", &Options::version},
+namespace {
+
+struct Row {
+    char letter;  // 0: none
+    const char* name;
+    int hasArgument;  // as getopt_long() has it
+    void (*take)(const Argument& argument, Options* options);
 };
 
-// Takes the option that begins with the first word, and returns the words that it takes up.
-static int takeOption(const std::string& word, const char* next, Options* options) {
-    const bool isLong = word.starts_with("--");
-    const std::size_t end = std::min(isLong ? word.find('=') : 2, word.size());
-    const std::string name = word.substr(0, end);
-    const auto* option =
-        std::find_if(std::begin(kOptions), std::end(kOptions),
-                     [&](const auto& known) { return known.name == name || known.letter == name; });
-    if (option == std::end(kOptions)) refuse("unknown option", word);
-    const bool isAttached = end < word.size();
-    if (const auto* flag = std::get_if<bool Options::*>(&option->target)) {
-        if (isAttached) refuse("the option takes no argument", word);
-        options->** flag = true;
-        return 1;
-    }
-    if (!isAttached && next == nullptr) refuse("the option needs an argument", word);
-    const std::string argument = isAttached ? word.substr(isLong ? end + 1 : end) : next;
-    if (const auto* text = std::get_if<std::string Options::*>(&option->target)) {
-        options->** text = argument;
-    } else {
-        std::get<void (*)(Options&, std::string_view)>(option->target)(*options, argument);
-    }
-    return isAttached ? 1 : 2;
+// getopt_long()'s own form of the table.
+struct Getopt {
+    std::string letters;
+    std::vector<option> options;  // the last is empty
+};
+
+}  // namespace
+
+static constexpr Row kRows[] = {
+    {'m', "module", required_argument,
+     [](auto& argument, auto* options) { options->modules.push_back(parseModule(argument.text)); }},
+    {'r', "root", required_argument,
+     [](auto& argument, auto* options) { options->root = argument.text; }},
+    {'t', "transcript", required_argument,
+     [](auto& argument, auto* options) { options->transcript = argument.text; }},
+    {0, "capture", required_argument,
+     [](auto& argument, auto* options) { options->capture = argument.text; }},
+    {0, "time-scale", required_argument,
+     [](auto& argument, auto* options) { options->timeScale = number(argument, 0, 1e6); }},
+    {0, "user-id", required_argument,
+     [](auto& argument, auto* options) { options->userId = wholeNumber(argument, 0U); }},
+    {0, "no-generator", no_argument, [](auto&, auto* options) { options->noGenerator = true; }},
+    {0, "generator-fault", required_argument,
+     [](auto& argument, auto* options) { options->generator.fault = parseFault(argument); }},
+    {0, "generator-device", required_argument,
+     [](auto& argument, auto* options) { options->generator.device = argument.text; }},
+    {0, "driver-loaded", no_argument, [](auto&, auto* options) { options->driverLoaded = true; }},
+    {0, "verbose", no_argument, [](auto&, auto* options) { options->verbose = true; }},
+    {'h', "help", no_argument, [](auto&, auto* options) { options->help = true; }},
+    {0, "version", no_argument, [](auto&, auto* options) { options->version = true; }},
+};
+
+// What getopt_long() returns for a row: its letter, or a number that is none.
+static int valueOf(const Row& row) {
+    return row.letter != 0 ? row.letter : 256 + static_cast<int>(&row - kRows);
 }
 
-Options parseOptions(char** words) {
-    Options options;
-    while (*words != nullptr && (*words)[0] == '-' && (*words)[1] != '\0') {
-        const std::string word = *words;
-        words += word == "--" ? 1 : takeOption(word, words[1], &options);
-        if (word == "--") break;
+// "+" at the front: the first word that is no option begins the command. ":" there: a missing
+// argument is told from an unknown option.
+static Getopt getoptForm() {
+    Getopt form{"+:", {}};
+    for (const Row& row : kRows) {
+        form.options.push_back({row.name, row.hasArgument, nullptr, valueOf(row)});
+        if (row.letter == 0) continue;
+        form.letters += row.letter;
+        if (row.hasArgument == required_argument) form.letters += ':';
     }
-    options.command = words;
+    form.options.push_back({});
+    return form;
+}
+
+static const Row* rowOf(int value) {
+    const auto* row = std::find_if(std::begin(kRows), std::end(kRows),
+                                   [value](const Row& known) { return valueOf(known) == value; });
+    return row == std::end(kRows) ? nullptr : row;
+}
+
+// Says what getopt_long() stopped at. It leaves in `optopt` what it returns for the option: 0 for a
+// long one that is unknown, and that of a row for one that was given an argument it does not take.
+[[noreturn]] static void refuseWord(int complaint, const std::string& word) {
+    if (complaint == ':') refuse("the option needs an argument", word);
+    if (optopt == 0) refuse("unknown option", word);
+    if (rowOf(optopt) != nullptr) refuse("the option takes no argument", word);
+    refuse("unknown option", std::string{'-', static_cast<char>(optopt)});
+}
+
+Options parseOptions(int count, char** words) {
+    const auto& [letters, longOptions] = getoptForm();
+    Options options;
+    opterr = 0;  // the sentences are ours
+    for (;;) {
+        const int value = getopt_long(count, words, letters.c_str(), longOptions.data(), nullptr);
+        if (value == -1) break;
+        const Row* row = rowOf(value);
+        if (row == nullptr) refuseWord(value, words[optind - 1]);
+        const std::string name = std::string("--") + row->name;
+        row->take({name, optarg == nullptr ? "" : optarg}, &options);
+    }
+    options.command = words + optind;
     if (options.modules.empty()) options.modules.emplace_back();
     return options;
 }

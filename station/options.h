@@ -26,9 +26,9 @@ struct Options {
     char** command = nullptr;  // its words, the last of them null
 };
 
-// Reads the words behind the program's name, of which the last is null. Throws
+// Reads `count` words, of which the first is the program's name; a null follows them. Throws
 // std::invalid_argument with a sentence for the operator.
-Options parseOptions(char** words);
+Options parseOptions(int count, char** words);
 
 extern const char kHelp[];
 

@@ -8,7 +8,7 @@
 #include <cerrno>
 #include <cstdlib>
 
-#include "station/text.h"
+#include "station/failure.h"
 
 namespace station {
 

@@ -11,6 +11,7 @@
 #include <system_error>
 #include <utility>
 
+#include "station/failure.h"
 #include "station/registry_capture.h"
 #include "station/text.h"
 

@@ -16,10 +16,10 @@
 #include <system_error>
 #include <utility>
 
+#include "station/failure.h"
 #include "station/module.h"
 #include "station/registry_capture.h"
 #include "station/signal_generator.h"
-#include "station/text.h"
 
 namespace station {
 

@@ -8,6 +8,7 @@
 
 #include "platform/simulated/station_root.h"
 #include "station/descriptor.h"
+#include "station/failure.h"
 #include "station/text.h"
 
 namespace station {
