@@ -20,15 +20,17 @@ struct Operation {
     const char* ending = "";
 };
 
+// Null texts: nothing special.
 struct Step {
     std::string command;
     Answer answer = Answer::kUnread;
     const char* well = "";    // printed once the answer is there
     const char* failed = "";  // printed in place of it, if the answer lacks what is wanted
     const Operation* operation = nullptr;  // if it is not the dialogue's
-    const char* lost =
-        nullptr;  // printed last if the line is hung up, when more than the value is lost
-    const char* rest = nullptr;  // all that is printed from here on, if a failure shows only later
+    // Printed last if the line is hung up, where that costs more than one value.
+    const char* lost = nullptr;
+    // All that is printed from here on, if a failure shows only later.
+    const char* rest = nullptr;
 };
 
 // One run of the tool: what it sends, and what it prints when all goes well.

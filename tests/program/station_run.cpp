@@ -64,10 +64,18 @@ bool drain(int descriptor, std::string* text) {
     return count > 0;
 }
 
+std::string variable(const char* name, const std::string& otherwise) {
+    const char* value = std::getenv(name);
+    return value == nullptr ? otherwise : value;
+}
+
+std::string programFolder() {
+    return variable("TARNWICK_PROGRAMS", TARNWICK_PROGRAM_FOLDER);
+}
+
 std::vector<std::string> toolCommand(const std::vector<std::string>& arguments) {
-    const char* under = std::getenv("TARNWICK_UNDER");
-    std::vector<std::string> command = wordsOf(under == nullptr ? "" : under);
-    command.push_back(command.empty() ? toolPath() : TARNWICK_DYNAMIC);
+    std::vector<std::string> command = wordsOf(variable("TARNWICK_UNDER", ""));
+    command.push_back(toolPath());
     command.insert(command.end(), arguments.begin(), arguments.end());
     return command;
 }
@@ -107,11 +115,11 @@ ToolRun finish(const Started& started, double limit) {
 }  // namespace
 
 std::string toolPath() {
-    return TARNWICK;
+    return programFolder() + "/Tarnwick";
 }
 
 std::string stationPath() {
-    return TARNWICK_STATION;
+    return programFolder() + "/tarnwick-station";
 }
 
 ToolRun runProgram(const std::vector<std::string>& program,
@@ -120,8 +128,8 @@ ToolRun runProgram(const std::vector<std::string>& program,
 }
 
 TestStation::TestStation(std::vector<std::string> options, double timeScale) {
-    char pattern[] = "/tmp/tarnwick-test-XXXXXX";
-    root_ = mkdtemp(pattern);
+    std::string pattern = variable("TMPDIR", "/tmp") + "/tarnwick-test-XXXXXX";
+    root_ = fs::canonical(mkdtemp(pattern.data()));
     std::vector<std::string> command = {stationPath(),
                                         "--root",
                                         root_,
@@ -162,11 +170,9 @@ ToolRun TestStation::tool(const std::vector<std::string>& arguments, double limi
 }
 
 ToolRun TestStation::shell(const std::string& script) const {
-    const std::string programs = fs::path(TARNWICK).parent_path().string() + ":" +
-                                 fs::path(TARNWICK_STATION).parent_path().string();
-    ToolRun run =
-        runProgram({"sh", "-c", "cd \"$TARNWICK_STATION/tmp\"\n" + script},
-                   {"TARNWICK_STATION=" + root_, "PATH=" + programs + ":" + std::getenv("PATH")});
+    ToolRun run = runProgram(
+        {"sh", "-c", "cd \"$TARNWICK_STATION/tmp\"\n" + script},
+        {"TARNWICK_STATION=" + root_, "PATH=" + programFolder() + ":" + variable("PATH", "")});
     for (std::string* text : {&run.output, &run.errors}) {
         for (std::size_t at = 0; (at = text->find(root_, at)) != std::string::npos;) {
             text->replace(at, root_.size(), "ROOT");

@@ -20,11 +20,12 @@ struct ToolRun {
 ToolRun runProgram(const std::vector<std::string>& program,
                    const std::vector<std::string>& environment = {}, double limit = 60);
 
-// The built programs' paths.
+// The built programs' paths. TARNWICK_PROGRAMS in the environment is the folder of others than the
+// released ones: those in the build folder's `dynamic` load their C library.
 std::string toolPath();
 std::string stationPath();
 
-// A built station that serves until it is stopped; its root is a folder of its own.
+// A built station that serves until it is stopped; its root is a folder of its own below TMPDIR.
 class TestStation {
   public:
     explicit TestStation(std::vector<std::string> options = {}, double timeScale = 0.005);
@@ -35,8 +36,8 @@ class TestStation {
     const std::string& root() const { return root_; }
     pid_t process() const { return process_; }
 
-    // Runs the tool at this station. TARNWICK_UNDER in the environment, such as "valgrind -q", is
-    // put in front of the one that loads its C library.
+    // Runs the tool at this station, with the words of TARNWICK_UNDER in the environment in front,
+    // such as "valgrind -q".
     ToolRun tool(const std::vector<std::string>& arguments, double limit = 60) const;
     // Runs the script by a shell in the root's folder tmp, with the built programs in its path. In
     // what is printed the root is "ROOT".

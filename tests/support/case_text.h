@@ -19,11 +19,10 @@ struct Case {
 
 // The cases that a text holds. Each of its lines is empty, begins with "# " as a remark does, or is
 //
-//     $ TITLE                      the start of a block
-//     columns NAME...  row WORD... the block is a case for each row: {NAME} is the row's word
-//     there,
-//                                  and the last column's is all that is left of the row
-//     MARK TEXT  or  |TEXT         a line of the block; `marks` are those that this text has
+//     $ TITLE           the start of a block, which is a case
+//     columns NAME...   the block is a case for each row
+//     row WORD...       {NAME} is the row's word there; the last column's is all that is left
+//     MARK TEXT, |TEXT  a line of the block; `marks` are those that this text has
 //
 // A line that is not understood ends the program with a message, as do two cases of one name.
 std::vector<Case> readCases(const std::string& path, const std::vector<std::string>& marks);
