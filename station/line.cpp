@@ -31,7 +31,7 @@ std::unique_ptr<Tenure> Line::makeTenure() const {
 }
 
 // Old ptys are a courtesy: where ptys or descriptors are short, the next one is worth more.
-std::unique_ptr<Tenure> Line::makeNext() {
+std::unique_ptr<Tenure> Line::makeTenureAtAllCosts() {
     try {
         return makeTenure();
     } catch (const std::system_error&) {
@@ -50,32 +50,44 @@ void Line::advance(Clock::time_point now) {
     turn_ = now;
     for (const Old& old : old_) old.tenure->advance(now);
     current_->advance(now);
+    if (current_->hasUser()) makeNext(now);
     if (current_->isOver()) replace(now);
     closeOld(now);
 }
 
-void Line::replace(Clock::time_point now) {
-    if (now < nextTry_) return;
+void Line::makeNext(Clock::time_point now) {
+    if (next_ || now < nextTry_) return;
     try {
-        std::unique_ptr<Tenure> next = makeNext();
-        settings_.place(next->pty().slavePath());
-        std::swap(current_, next);
-        if (!next->isHungUp()) next->pty().clean();
-        old_.push_back({std::move(next), now + kGrace});
-        isStuck_ = false;
+        std::unique_ptr<Tenure> next = makeTenureAtAllCosts();
+        settings_.prepare(next->pty().slavePath());
+        next_ = std::move(next);
+        if (std::exchange(isStuck_, false)) current_->pty().setReplaceable(true);
     } catch (const std::system_error& problem) {
-        keep(problem);
-        nextTry_ = now + kRetry;
+        keepCurrent(problem, now);
     }
 }
 
-// The line's user goes on with the pty that is there.
-void Line::keep(const std::exception& problem) {
-    if (!current_->isHungUp()) current_->pty().clean();
+void Line::replace(Clock::time_point now) {
+    makeNext(now);
+    if (!next_) return;
+    try {
+        settings_.place(next_->pty().slavePath());
+    } catch (const std::system_error& problem) {
+        return keepCurrent(problem, now);
+    }
+    std::unique_ptr<Tenure> old = std::exchange(current_, std::move(next_));
+    if (!old->isHungUp()) old->pty().clean();
+    old_.push_back({std::move(old), now + kGrace});
+}
+
+void Line::keepCurrent(const std::system_error& problem, Clock::time_point now) {
+    nextTry_ = now + kRetry;
+    next_.reset();
     current_->pty().setReplaceable(false);
+    if (current_->isOver() && !current_->isHungUp()) current_->pty().clean();
     if (std::exchange(isStuck_, true)) return;
-    fprintf(stderr, "tarnwick-station: %s: %s; the line keeps its pty\n", settings_.name.c_str(),
-            problem.what());
+    fprintf(stderr, "tarnwick-station: %s: no new pty: %s; the old one is kept\n",
+            settings_.name.c_str(), problem.code().message().c_str());
 }
 
 // Returns how many were closed.
@@ -96,6 +108,7 @@ Clock::time_point Line::nextDue() const {
         due = std::min(due, old.tenure->nextDue());
         looks = looks || !old.tenure->hasUser();
     }
+    if (isStuck_) due = std::min(due, nextTry_);
     return looks ? std::min(due, turn_ + kLook) : due;
 }
 

@@ -5,6 +5,7 @@
 
 #include "platform/standard_streams.h"
 #include "station/options.h"
+#include "station/signals.h"
 #include "station/station.h"
 
 // Returns an exit status.

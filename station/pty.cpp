@@ -25,6 +25,7 @@ Pty::Pty(bool watchesOpens) : master_(posix_openpt(O_RDWR | O_NOCTTY)) {
     }
     slavePath_ = ptsname(master);
     takesSettingsAtOnce_ = makeRaw();
+    tellsOfWriting_ = markUnwritten();
     if (!setReplaceable(true)) fail(slavePath_);
     char byte = 0;
     restsAsEnded_ = !(::read(master, &byte, 1) == -1 && errno == EAGAIN);
@@ -84,21 +85,27 @@ void Pty::makeRawUnlessUserHas() const {
     if ((settings.c_lflag & (ICANON | ECHO)) != 0) makeRaw();
 }
 
-void Pty::clean() {
+void Pty::clean() const {
     const Descriptor slave(open(slavePath_.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
     if (!slave) return;
     ioctl(slave.get(), TIOCNXCL);
     tcflush(slave.get(), TCIFLUSH);
     makeRaw();
+    markUnwritten();
+}
+
+bool Pty::markUnwritten() const {
+#ifdef __linux__
+    const timespec times[2] = {};
+    return utimensat(AT_FDCWD, slavePath_.c_str(), times, 0) == 0;
+#else
+    return true;
+#endif
 }
 
 bool Pty::setReplaceable(bool isReplaceable) const {
-    bool isSticky = isReplaceable;
-#ifdef __linux__
-    const timespec never[2] = {};
-    isSticky &= utimensat(AT_FDCWD, slavePath_.c_str(), never, 0) == 0;
-#endif
-    return chmod(slavePath_.c_str(), isSticky ? S_ISVTX | kOpenToAll : kOpenToAll) == 0;
+    const mode_t sticky = isReplaceable && tellsOfWriting_ ? S_ISVTX : 0;
+    return chmod(slavePath_.c_str(), kOpenToAll | sticky) == 0;
 }
 
 }  // namespace station

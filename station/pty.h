@@ -21,8 +21,9 @@ namespace station {
 // 3. The slave is open to everybody, as a Mac's callout devices are, raw, and set to 9600 baud.
 //    Some hosts take no settings before the slave was opened, and forget them at each first open:
 //    there it becomes raw when the first bytes are read, unless the user has made it raw himself.
-// 4. A slave with the sticky bit is replaced after its user: he may leave it marked as exclusive.
-//    On Linux it has the modification time 0 until somebody has written to it.
+// 4. A slave with the sticky bit is replaced after its user, who may leave it marked as exclusive.
+//    On Linux its modification time is 0 until somebody has written to it. From this the tool's
+//    host knows a line on which somebody may have left half a command.
 class Pty {
   public:
     enum class Event {
@@ -45,9 +46,10 @@ class Pty {
     termios settings() const;
 
     // Takes away what users who have gone have left: unread bytes, settings, the exclusive mark.
-    // An exclusive mark keeps an ordinary user's station from all of it.
-    void clean();
-    // Says whether the pty is going to be replaced after its user. False when that cannot be said.
+    // That mark itself keeps the station of an ordinary user from it.
+    void clean() const;
+    // Says to its next user whether the pty is replaced after him, which it is at first. False when
+    // that cannot be said.
     bool setReplaceable(bool isReplaceable) const;
 
     // Whether waiting for the descriptors below ends when a user comes or writes. After users have
@@ -57,6 +59,7 @@ class Pty {
     int openWatch() const { return openWatch_.descriptor(); }
 
   private:
+    bool markUnwritten() const;
     bool makeRaw() const;
     void makeRawUnlessUserHas() const;
 
@@ -64,6 +67,7 @@ class Pty {
     std::string slavePath_;
     Watch openWatch_;  // of the first open; empty: not asked for, cannot be told, or was told
     bool takesSettingsAtOnce_ = false;  // set by the constructor
+    bool tellsOfWriting_ = false;       // rule 4 holds; set by the constructor
     bool restsAsEnded_ = false;  // the master reads as ended while there is no user; set by read()
     bool hasUser_ = false;       // somebody has come, and has not been seen to go; set by read()
 };

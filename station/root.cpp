@@ -1,11 +1,14 @@
 #include "station/root.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdlib>
+#include <ctime>
 #include <fstream>
 #include <stdexcept>
 #include <system_error>
@@ -29,8 +32,10 @@ static constexpr std::pair<const char*, std::string_view> kTools[] = {
 echo 'Index Refs Address            Size       Wired      Name (Version) <Linked Against>
     1   92 0xffffff7f80a3d000 0x10e0     0x10e0     com.apple.kpi.bsd (20.6.0)
    23    4 0xffffff7f81034000 0x9000     0x9000     com.apple.iokit.IOSerialFamily (11) <5 1>'
-read -r state <"${0%/usr/sbin/*}/state/driver"
-[ "$state" != loaded=yes ] ||
+state=${0%/usr/sbin/*}/state/driver
+driver=
+[ -f "$state" ] && read -r driver <"$state"
+[ "$driver" != loaded=yes ] ||
     echo '  141    0 0xffffff7f83a51000 0xb000     0xb000     com.tarnwick.driver.KeyspanUSAdriver (2.6.1) <23 5>'
 )"},
     {"sbin/kextload", R"(#!/bin/sh
@@ -43,48 +48,101 @@ state=${0%/sbin/*}/state/driver
 echo loaded=yes >"$state.$$" && mv "$state.$$" "$state"
 )"},
     {"sbin/kextunload", R"(#!/bin/sh
-# Unloads the adapter's driver; the adapter's node goes with it.
+# Unloads the adapter's driver; the adapter's node goes with it, and first, as the next load may come
+# as soon as the state is written.
 root=${0%/sbin/*}
-read -r state <"$root/state/driver"
-[ "$state" = loaded=yes ] || {
+state=$root/state/driver
+driver=
+[ -f "$state" ] && read -r driver <"$state"
+[ "$driver" = loaded=yes ] || {
     echo "(kernel) Kext not found for unload request."
     exit 3
 }
-echo loaded=no >"$root/state/driver.$$" && mv "$root/state/driver.$$" "$root/state/driver"
 rm -f "$root/dev/tty.KeySerial1"
+echo loaded=no >"$state.$$" && mv "$state.$$" "$state"
 )"},
 };
 
-static std::string makeTemporary() {
+static fs::path makeTemporary() {
     const char* base = getenv("TMPDIR");
     if (base == nullptr || *base == '\0') base = "/tmp";
-    std::string pattern = std::string(base) + "/tarnwick-station.XXXXXX";
+    std::string pattern = (fs::canonical(base) / "tarnwick-station.XXXXXX").string();
     if (mkdtemp(pattern.data()) == nullptr) fail(pattern);
     return pattern;
 }
 
+// The tool asks for a lock of its own, for a moment, to see whether a station is there; so one that
+// is refused once may be given a little later.
+static bool lock(int folder) {
+    constexpr int kTries = 100;
+    constexpr timespec kStep = {0, 10000000};
+    for (int tries = 0; tries < kTries; ++tries) {
+        if (flock(folder, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK) return true;
+        nanosleep(&kStep, nullptr);
+    }
+    return false;
+}
+
 Root::Root(const std::string& directory) : temporary_(directory.empty()) {
-    const bool made = temporary_ || fs::create_directories(directory);
-    path_ = fs::canonical(temporary_ ? makeTemporary() : directory);
-    if (made) fs::permissions(path_, kOpenToAll);
-    lock_ = Descriptor(open(path_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (!lock_) fail(path_.string());
-    if (flock(lock_.get(), LOCK_EX | LOCK_NB) == -1 && errno == EWOULDBLOCK) {
+    constexpr int kForRemoval = 4;  // as deep as the folders are
+    for (int count = 0; temporary_ && count < kForRemoval; ++count) {
+        reserve_.emplace_back(fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0));
+        if (!reserve_.back()) fail("descriptors");
+    }
+    try {
+        take(directory);
+    } catch (...) {
+        remove();
+        throw;
+    }
+}
+
+void Root::take(const std::string& directory) {
+    const bool isMade = temporary_ || fs::create_directories(directory);
+    path_ = temporary_ ? makeTemporary() : fs::canonical(directory);
+    if (isMade) fs::permissions(path_, kOpenToAll);
+    folder_ = Descriptor(open(path_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!folder_) fail(path_.string());
+    if (!lock(folder_.get())) {
         throw std::runtime_error(path_.string() + ": another station is at work there");
     }
 }
 
 Root::~Root() {
-    std::error_code ignored;
     unlinkDevices();
-    if (temporary_) fs::remove_all(path_, ignored);
+    remove();
 }
 
-// In a folder that is kept no node may be left: it would lead nowhere, or to another's pty.
+// In a folder that is kept, or was moved away, no node may be left: it would lead nowhere, or to
+// another's pty.
 void Root::unlinkDevices() const {
-    std::error_code ignored;
-    for (const auto& entry : fs::directory_iterator(path_ / "dev", ignored)) {
-        if (entry.is_symlink(ignored)) fs::remove(entry.path(), ignored);
+    const int dev = openat(folder_.get(), "dev", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    DIR* const entries = dev == -1 ? nullptr : fdopendir(dev);
+    if (entries == nullptr) {
+        if (dev != -1) close(dev);
+        return;
+    }
+    while (const dirent* entry = readdir(entries)) {
+        struct stat status = {};
+        if (fstatat(dev, entry->d_name, &status, AT_SYMLINK_NOFOLLOW) == 0 &&
+            S_ISLNK(status.st_mode)) {
+            unlinkat(dev, entry->d_name, 0);
+        }
+    }
+    closedir(entries);
+}
+
+// A driver tool that is at work may put a file into a folder that was just emptied.
+void Root::remove() {
+    constexpr int kTries = 200;
+    constexpr timespec kStep = {0, 1000000};
+    if (!temporary_ || path_.empty() || (folder_ && !isAtItsPath())) return;
+    reserve_.clear();
+    for (int tries = 0; tries < kTries; ++tries) {
+        std::error_code problem;
+        fs::remove_all(path_, problem);
+        if (!problem) return;
+        nanosleep(&kStep, nullptr);
     }
 }
 
@@ -106,6 +164,7 @@ void Root::fill(const Options& options, const std::vector<std::string>& ports) {
     }
     fs::permissions(path_ / "tmp", fs::perms{01777});
     unlinkDevices();  // a station that was killed has left its own
+    removeUnusualLogs();
     writeRegistry(options, ports);
     for (const auto& [name, script] : kTools) {
         // A tool that somebody put there is meant to be used.
@@ -129,16 +188,37 @@ void Root::writeRegistry(const Options& options, const std::vector<std::string>&
     writeFile("ioregistry/IODeviceTree.plist", deviceTreePlane());
 }
 
+// A shell that appends to a FIFO waits for a reader.
+void Root::removeUnusualLogs() const {
+    std::error_code ignored;
+    for (const char* log : {"tmp/kextload.log", "tmp/kextunload.log"}) {
+        if (!fs::is_regular_file(path_ / log, ignored)) fs::remove(path_ / log, ignored);
+    }
+}
+
+bool Root::isAtItsPath() const {
+    struct stat there = {};
+    struct stat own = {};
+    return stat(path_.c_str(), &there) == 0 && fstat(folder_.get(), &own) == 0 &&
+           there.st_dev == own.st_dev && there.st_ino == own.st_ino;
+}
+
 bool Root::exists() const {
     std::error_code ignored;
-    return fs::is_directory(path_ / "state", ignored);
+    return isAtItsPath() && fs::is_directory(path_ / "state", ignored);
 }
 
 void Root::linkDevice(const std::string& name, const fs::path& target) const {
-    const fs::path beside = path_ / "dev" / (name + ".part");
-    unlinkDevice(beside.filename());
+    prepareDevice(name, target);
+    fs::rename(path_ / "dev" / ("." + name), path_ / "dev" / name);
+}
+
+void Root::prepareDevice(const std::string& name, const fs::path& target) const {
+    const fs::path beside = path_ / "dev" / ("." + name);
+    std::error_code ignored;
+    if (fs::read_symlink(beside, ignored) == target) return;
+    fs::remove(beside, ignored);
     fs::create_symlink(target, beside);
-    fs::rename(beside, path_ / "dev" / name);
 }
 
 void Root::unlinkDevice(const std::string& name) const {
@@ -146,12 +226,28 @@ void Root::unlinkDevice(const std::string& name) const {
     fs::remove(path_ / "dev" / name, ignored);
 }
 
+bool Root::hasDevice(const std::string& name) const {
+    std::error_code ignored;
+    return fs::is_symlink(path_ / "dev" / name, ignored);
+}
+
 void Root::writeState(const std::string& name, std::string_view text) const {
     if (exists()) writeFile("state/" + name, text);
 }
 
+bool Root::driverMayHaveChanged() {
+    if (watch_) return watch_.hasHappened();
+    std::error_code ignored;
+    const fs::file_time_type written = fs::last_write_time(path_ / "state/driver", ignored);
+    return std::exchange(driverWritten_, written) != written;
+}
+
+// Opening a FIFO for reading would wait for a writer.
 bool Root::driverLoaded() const {
-    std::ifstream file(path_ / "state/driver");
+    const fs::path path = path_ / "state/driver";
+    std::error_code ignored;
+    if (!fs::is_regular_file(path, ignored)) return false;
+    std::ifstream file(path);
     std::string line;
     return std::getline(file, line) && line == "loaded=yes";
 }

@@ -20,6 +20,7 @@
 #include "station/module.h"
 #include "station/registry_capture.h"
 #include "station/signal_generator.h"
+#include "station/signals.h"
 
 namespace station {
 
@@ -33,16 +34,7 @@ static constexpr milliseconds kAdapterDelay{1500};
 static constexpr milliseconds kLookAround{20};
 // How often it looks whether its root is there: one that is moved away tells nobody.
 static constexpr milliseconds kRootCheck{1000};
-
-// Signals and the end of the command wake the loop through a pipe.
-static int signalPipe[2] = {-1, -1};
-
-static void onSignal(int signal) {
-    const int saved = errno;
-    const char byte = static_cast<char>(signal);
-    [[maybe_unused]] const ssize_t written = write(signalPipe[1], &byte, 1);
-    errno = saved;
-}
+static constexpr milliseconds kRetry{100};
 
 // As a word of a shell.
 static std::string quoted(const std::string& text) {
@@ -59,21 +51,6 @@ static void complain(const char* sentence) {
     fprintf(stderr, "tarnwick-station: %s\n", sentence);
 }
 
-void catchSignals() {
-    if (pipe(signalPipe) == -1) fail("pipe");
-    for (const int end : signalPipe) {
-        fcntl(end, F_SETFD, FD_CLOEXEC);
-        fcntl(end, F_SETFL, O_NONBLOCK);
-    }
-    for (const int signal :
-         {SIGHUP, SIGINT, SIGQUIT, SIGALRM, SIGTERM, SIGUSR1, SIGUSR2, SIGXCPU, SIGCHLD}) {
-        std::signal(signal, onSignal);
-    }
-    // A write that fails says so.
-    std::signal(SIGPIPE, SIG_IGN);
-    std::signal(SIGXFSZ, SIG_IGN);
-}
-
 Station::Station(const Options& options)
     : options_(options), root_(options.root), transcript_(options.transcript, options.verbose) {
     const std::vector<std::string> ports = portNames(options_);
@@ -84,16 +61,17 @@ Station::Station(const Options& options)
         addModule(options_.modules[index], ports[index], static_cast<int>(index));
     }
     driverLoaded_ = root_.driverLoaded();
-    if (driverLoaded_) showAdapter();
+    if (driverLoaded_) linkAdapter();
 }
 
 void Station::addModule(const DescribedModule& described, const std::string& port, int index) {
     const std::string node = "cu." + port;
     const auto& [spec, line] = described;
     if (!line.device.empty()) return root_.linkDevice(node, fs::absolute(line.device));
-    addInstrument(
-        {port, [this, node](const std::string& slavePath) { root_.linkDevice(node, slavePath); }},
-        line, std::make_unique<Module>(spec, index, field_));
+    addInstrument({.name = port,
+                   .prepare = [this, node](auto& path) { root_.prepareDevice(node, path); },
+                   .place = [this, node](auto& path) { root_.linkDevice(node, path); }},
+                  line, std::make_unique<Module>(spec, index, field_));
 }
 
 void Station::addGenerator() {
@@ -101,11 +79,9 @@ void Station::addGenerator() {
         adapter_ = fs::absolute(options_.generator.device);
         return;
     }
-    addInstrument({"generator",
-                   [this](const std::string& slavePath) {
-                       adapter_ = slavePath;
-                       if (driverLoaded_ && adapterDue_ == kNever) showAdapter();
-                   }},
+    addInstrument({.name = "generator",
+                   .prepare = [this](auto& path) { root_.prepareDevice(kAdapter, path); },
+                   .place = [this](auto& path) { placeAdapter(path); }},
                   options_.generator, std::make_unique<SignalGenerator>(&field_));
 }
 
@@ -132,22 +108,45 @@ void Station::saveState(const std::string& name, const Instrument& instrument) {
     }
 }
 
+// An unload takes the node along. So when the node is missing, the driver was unloaded and loaded
+// again since the last look.
 void Station::driverChanged() {
-    const bool loaded = root_.driverLoaded();
-    if (loaded == driverLoaded_) return;
-    driverLoaded_ = loaded;
-    transcript_.add("driver", '!', loaded ? "loaded" : "unloaded");
-    adapterDue_ = kNever;
-    if (!loaded) return root_.unlinkDevice(kAdapter);
-    adapterDue_ = Clock::now() + scaled(kAdapterDelay, options_.timeScale);
+    const bool wasLoaded = driverLoaded_;
+    driverLoaded_ = root_.driverLoaded();
+    const bool isMissing = adapterDue_ == kNever && !root_.hasDevice(kAdapter);
+    const bool wasUnloaded = wasLoaded && (!driverLoaded_ || isMissing);
+    if (wasUnloaded) {
+        transcript_.add("driver", '!', "unloaded");
+        adapterDue_ = kNever;
+        root_.unlinkDevice(kAdapter);
+    }
+    if (driverLoaded_ && (!wasLoaded || wasUnloaded)) {
+        transcript_.add("driver", '!', "loaded");
+        adapterDue_ = Clock::now() + scaled(kAdapterDelay, options_.timeScale);
+    }
 }
 
-// The driver may have gone again in the meantime, with nobody told yet.
-void Station::showAdapter() {
-    adapterDue_ = kNever;
+void Station::placeAdapter(const std::string& path) {
+    adapter_ = path;
+    if (driverLoaded_ && adapterDue_ == kNever) linkAdapter();
+}
+
+// The driver may have gone in the meantime, with nobody told yet.
+void Station::linkAdapter() {
     if (adapter_.empty() || !root_.driverLoaded()) return;
     root_.linkDevice(kAdapter, adapter_);
     if (!root_.driverLoaded()) root_.unlinkDevice(kAdapter);
+}
+
+void Station::showAdapter() {
+    adapterDue_ = kNever;
+    try {
+        linkAdapter();
+        adapterFailed_ = false;
+    } catch (const std::system_error& problem) {
+        if (!std::exchange(adapterFailed_, true)) complain(problem.what());
+        adapterDue_ = Clock::now() + kRetry;
+    }
 }
 
 void Station::startCommand() {
@@ -155,12 +154,11 @@ void Station::startCommand() {
     char** const words = options_.command;
     child_ = fork();
     if (child_ == -1) fail("fork");
-    if (child_ > 0) return;
+    if (child_ != 0) return;
 #ifdef __linux__
     prctl(PR_SET_PDEATHSIG, SIGTERM);
 #endif
-    std::signal(SIGPIPE, SIG_DFL);
-    std::signal(SIGXFSZ, SIG_DFL);
+    restoreSignals();
     execvp(words[0], words);
     fprintf(stderr, "tarnwick-station: %s: %s\n", words[0],
             std::generic_category().message(errno).c_str());
@@ -186,7 +184,7 @@ int Station::timeout() const {
 }
 
 void Station::wait() const {
-    std::vector<pollfd> waits = {{signalPipe[0], POLLIN, 0}};
+    std::vector<pollfd> waits = {{signalDescriptor(), POLLIN, 0}};
     if (root_.watchDescriptor() != -1) {
         waits.push_back({root_.watchDescriptor(), POLLIN, 0});
         for (const auto& line : lines_) line->addWaits(&waits);
@@ -204,25 +202,30 @@ void Station::serveLines() {
 void Station::lookAtRoot() {
     if (root_.driverMayHaveChanged()) driverChanged();
     if (adapterDue_ <= Clock::now()) showAdapter();
-    if (root_.exists()) return;
+    if (status_ || root_.exists()) return;
     complain("the station root is gone");
     status_ = EXIT_FAILURE;
+    if (child_ != kNoChild) kill(child_, SIGTERM);
 }
 
 void Station::handleSignals() {
-    char signal = 0;
-    int status = 0;
-    while (read(signalPipe[0], &signal, 1) == 1) {
+    while (const int signal = takeSignal()) {
         if (signal == SIGCHLD) {
-            if (child_ == -1 || waitpid(child_, &status, WNOHANG) != child_) continue;
-            child_ = -1;
-            status_ = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-        } else if (child_ > 0) {
+            reapCommand();
+        } else if (child_ != kNoChild) {
             kill(child_, signal);  // the command decides when to end, and the station with it
+            if (status_) child_ = kNoChild;
         } else if (!status_) {
             status_ = *options_.command == nullptr ? EXIT_SUCCESS : 128 + signal;
         }
     }
+}
+
+void Station::reapCommand() {
+    int status = 0;
+    if (child_ == kNoChild || waitpid(child_, &status, WNOHANG) != child_) return;
+    child_ = kNoChild;
+    if (!status_) status_ = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
 
 int Station::serve() {
@@ -233,15 +236,11 @@ int Station::serve() {
     } else {
         startCommand();
     }
-    while (!status_) {
+    while (!status_ || child_ != kNoChild) {
         wait();
         handleSignals();
         serveLines();
         lookAtRoot();
-    }
-    if (child_ > 0) {
-        kill(child_, SIGTERM);
-        waitpid(child_, nullptr, 0);
     }
     return *status_;
 }
