@@ -31,6 +31,9 @@ scripts/packages.sh "${purposes[@]}"
 # cached NAME: what the folder was made with; nothing if it is new.
 cached() { sed -n "s/^$1:[A-Z]*=//p" "$folder/CMakeCache.txt" 2>/dev/null || true; }
 
+# What a compiler says of itself behind its name: it may be found by several.
+identity() { "${1%% *}" --version 2>/dev/null | sed 's/^[^ ]* //; q' || true; }
+
 for folder in $folders; do
     preset=release
     programs=(Tarnwick tarnwick_devicetree)
@@ -39,11 +42,10 @@ for folder in $folders; do
         ln -sf ../build-desk/tarnwick-station build/tarnwick-station
     fi
     compiler=$(cached CMAKE_CXX_COMPILER)
-    wanted=${CXX:-$compiler}
-    change='which is gone'
-    [ -z "${CXX-}" ] || change="and CXX is $CXX now"
-    [ -z "$compiler" ] || [ "$compiler" -ef "$(type -P "${wanted%% *}")" ] ||
-        refuse "$PWD/$folder was made with $compiler, $change: please remove it."
+    [ -z "$compiler" ] || type -P "$compiler" >/dev/null ||
+        refuse "$PWD/$folder was made with $compiler, which is gone: please remove it."
+    [ -z "$compiler" ] || [ "$(identity "$compiler")" = "$(identity "${CXX:-$compiler}")" ] ||
+        refuse "$PWD/$folder was made with $compiler, and CXX is $CXX now: please remove it."
     generator=$(cached CMAKE_GENERATOR)
     [ "${generator:-Ninja}" = Ninja ] ||
         refuse "$PWD/$folder was made for $generator, not for Ninja: please remove it."
