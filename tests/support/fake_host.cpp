@@ -2,9 +2,12 @@
 
 #include <fcntl.h>
 #include <sys/ioctl.h>
+#include <sys/uio.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <utility>
@@ -12,6 +15,19 @@
 #include "platform/host.h"
 
 FakeHost gHost;
+
+// The port in use: what the device's thread writes is none of it.
+static std::atomic<int> gPort = -1;
+
+// In front of the system's.
+extern "C" ssize_t write(int fd, const void* bytes, std::size_t size) {
+    if (fd == gPort && gHost.writes-- <= 0) {
+        errno = EIO;
+        return -1;
+    }
+    iovec piece = {const_cast<void*>(bytes), size};
+    return writev(fd, &piece, 1);
+}
 
 int openPorts() {
     return static_cast<int>(std::ranges::count_if(
@@ -41,12 +57,12 @@ std::string printed(const std::function<void()>& action) {
 namespace host {
 
 int OpenDevice(const char* path, int flags) {
-    if (gHost.readOnly) flags = (flags & ~O_ACCMODE) | O_RDONLY;
     gHost.opened.push_back(open(gHost.node.empty() ? path : gHost.node.c_str(), flags));
-    return gHost.opened.back();
+    return gPort = gHost.opened.back();
 }
 
 void CloseDevice(int fd) {
+    gPort = -1;
     ioctl(fd, TIOCNXCL);
     close(fd);
 }
@@ -68,6 +84,8 @@ void PauseMilliseconds(std::uint32_t milliseconds) {
     gHost.pauses.push_back(milliseconds);
     gHost.atPause();
 }
+
+void ExplainNoModule() {}
 
 int NextOption(int argc, char** argv, const char* letters) {
     return getopt(argc, argv, (std::string("+") + letters).c_str());

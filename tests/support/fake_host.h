@@ -1,5 +1,6 @@
 #pragma once
 
+#include <climits>
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -12,8 +13,8 @@
 struct FakeHost {
     std::vector<std::uint32_t> pauses;  // milliseconds, in order
     std::function<void()> atPause = [] {};
-    std::string node;       // where every device path leads; empty: where it says
-    bool readOnly = false;  // devices are opened so that every write fails
+    std::string node;      // where every device path leads; empty: where it says
+    int writes = INT_MAX;  // that a port takes before its line is lost
     std::vector<int> opened;
     std::vector<std::string> shellLines;
     std::function<int(const std::string&)> shell = [](const std::string&) { return 0; };

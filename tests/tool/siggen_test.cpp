@@ -67,7 +67,7 @@ TEST(Generator, ThatFailsLeavesNoDriver) {
     const std::string notWritten =
         "code= 4, msg= writeSerialPort: Error writing to serial port - returned -1, expected ";
     const std::string tooLong(300, 'x');
-    const auto takesNothing = [] { gHost.readOnly = true; };
+    const auto takesNothing = [] { gHost.writes = 0; };
     const struct {
         std::int32_t (*operation)();
         std::function<void()> fault;
@@ -83,6 +83,7 @@ TEST(Generator, ThatFailsLeavesNoDriver) {
          "DisableSignalGenerator: error while issue command OUTPut1:STATe OFF " + notWritten +
              "19\n"},
         {VerifySignalGeneratorConnection, takesNothing, 4, verify + notWritten + "6\n"},
+        {VerifySignalGeneratorConnection, [] { gHost.writes = 1; }, 4, verify + notWritten + "7\n"},
         {VerifySignalGeneratorConnection, breakingAfter("Maker,Mo"), 6,
          "Device Identification = Maker,Mo\n" + verify +
              "code= 6, msg= readSerialPort: Error reading from serial port\n"},
