@@ -5,6 +5,7 @@
 
 #include "discovery/registry_services.h"
 #include "platform/bounded_text.h"
+#include "platform/host.h"
 #include "platform/registry_scan.h"
 #include "serial/reply_lines.h"
 
@@ -68,6 +69,8 @@ int IdentifyWWANModule() {
     }
     if (gTotalWWANDevices == 0) {
         puts("WARNING: WWAN module not found");
+        fflush(stdout);
+        host::ExplainNoModule();
         return kNoModule;
     }
     return kDiscoveryOk;

@@ -22,6 +22,10 @@ std::uint32_t RealUserId();
 
 void PauseMilliseconds(std::uint32_t milliseconds);
 
+// Says on standard error what the user of this host can do after a search that found no module, if
+// there is anything that the host knows of.
+void ExplainNoModule();
+
 // As getopt(3), with the Mac's reading order: the first word that is not an
 // option ends the options.
 int NextOption(int argc, char** argv, const char* letters);

@@ -33,6 +33,8 @@ void PauseMilliseconds(std::uint32_t milliseconds) {
     usleep(milliseconds % 1000 * 1000);
 }
 
+void ExplainNoModule() {}
+
 int NextOption(int argc, char** argv, const char* letters) {
     return getopt(argc, argv, letters);
 }

@@ -198,6 +198,13 @@ void PauseMilliseconds(std::uint32_t milliseconds) {
     }
 }
 
+void ExplainNoModule() {
+    if (stationRoot() != nullptr) return;
+    fputs(
+        "TARNWICK_STATION is not set: try a simulated station, \"tarnwick-station Tarnwick -i\"\n",
+        stderr);
+}
+
 int NextOption(int argc, char** argv, const char* letters) {
     // The plus sign keeps glibc from looking for options behind the first operand.
     char inOrder[64];
