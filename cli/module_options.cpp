@@ -107,20 +107,28 @@ int ShowInformation(const char* tty, const Operands&) {
     return kExitOk;
 }
 
-int ShowSIMPresence(const char* tty, const Operands&) {
+static int showPresence(std::uint32_t present) {
+    puts(present != 0 ? "TRUE" : "FALSE");
+    return kExitOk;
+}
+
+static int askForPresence(const char* tty) {
+    char simText[kValueSize] = {};
     std::uint32_t present = 0;
+    const std::int32_t result = GetSIMPresence(tty, simText, &present);
+    if (result != kModemOk) return reportError("GetSIMPresence", result, result);
+    return showPresence(present);
+}
+
+int ShowSIMPresence(const char* tty, const Operands&) {
     switch (familyOf(gCardModel)) {
         case ModuleFamily::kEvdo:  // has no SIM to ask for
             break;
         case ModuleFamily::kHspa:
-        case ModuleFamily::kUnknown: {
-            char simText[kValueSize] = {};
-            const std::int32_t result = GetSIMPresence(tty, simText, &present);
-            if (result != kModemOk) return reportError("GetSIMPresence", result, result);
-        }
+        case ModuleFamily::kUnknown:
+            return askForPresence(tty);
     }
-    puts(present != 0 ? "TRUE" : "FALSE");
-    return kExitOk;
+    return showPresence(0);
 }
 
 int VerifySIM(const char* tty, const Operands&) {
