@@ -43,7 +43,7 @@ capture() {
     awk -v count="$1" 'BEGIN {
         print "<plist version=\"1.0\"><array>"
         for (i = 1; i <= count; i++) {
-            printf "<dict><key>IORegistryEntryID</key><integer>%d</integer>", 4294967296 + i
+            printf "<dict><key>IORegistryEntryID</key><integer>%.0f</integer>", 4294967296 + i
             printf "<key>IORegistryEntryName</key><string>device%d</string>", i
             print "<key>IOObjectClass</key><string>IOService</string>"
             print "<key>compatible</key><data>YmVuY2gsZGV2aWNlAA==</data>"
