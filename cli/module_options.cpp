@@ -29,7 +29,7 @@ namespace {
 // A query whose answer is printed as a line of text.
 struct TextQuery {
     const char* label;  // before the answer
-    // Cleared, `text` has room for kReplySize bytes.
+    // `text` is a cleared buffer of kReplySize bytes.
     std::int32_t (*operation)(const char* ttyPath, char* text);
     const char* errorName;  // null: it has printed its error line
 };

@@ -24,8 +24,8 @@ struct SIMStep {
     const char* command;
     const char* number;
     const char* text;
-    const char* refusal;  // in the reply: failed, busy or not
-    const char* answer;   // not in the reply, and the SIM not busy: failed
+    const char* refusal;  // a reply that has it is a failure, even if the SIM is busy, too
+    const char* answer;   // a reply that lacks it is a failure, unless the SIM is busy
     SIMResult failure;
     const char* complaint;
 };

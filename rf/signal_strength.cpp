@@ -120,7 +120,8 @@ static bool measure(ModuleSession* session, const Measurement& wanted, std::int3
             case ModuleFamily::kHspa:
                 return measureInDiagnosticMode(session, wanted, reading);
             case ModuleFamily::kUnknown:
-                // Callers check the id first: there is no way to measure here and none to fail.
+                // Callers refuse unknown ids, so this is never reached; there is neither a way to
+                // measure here nor a code to fail with.
                 host::PauseMilliseconds(kFamilyPause);
         }
     }

@@ -79,8 +79,8 @@ static std::int32_t reachGenerator(GeneratorLink* link) {
     return openWithProfile(kAdapterNode, kGeneratorProfile, &link->fd, link->message);
 }
 
-// kGeneratorOk, or what the operation is to return: the failure has been reported and cleaned up
-// after.
+// Returns kGeneratorOk. Otherwise the failure has been reported and cleaned up after, and this is
+// what the operation is to return.
 static std::int32_t openLink(GeneratorLink* link, const char* operation, bool tellsStep) {
     *link = {operation, tellsStep, -1, 0, "", ""};
     fflush(stdout);  // what is known so far is seen before waits that may be ended from outside

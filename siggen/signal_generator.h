@@ -13,8 +13,8 @@ enum GeneratorResult : std::int32_t {
     kGeneratorFailed = 5,
 };
 
-// Resets the generator and prints its identification, also one that broke off, of which what had
-// come is printed before the failure. Returns kGeneratorOk or the failing step's code.
+// Resets the generator and prints its identification; one that breaks off is printed as far as it
+// came, and then the failure. Returns kGeneratorOk or the failing step's code.
 std::int32_t VerifySignalGeneratorConnection();
 
 // Resets the generator, tunes it to `frequency` (MHz) and `power` (whole units of its level

@@ -25,8 +25,9 @@ static bool isMarkedExclusive([[maybe_unused]] int fd) {
     return exclusive != 0;
 }
 
-// A station's pty whose user wrote and has gone without a mark, a shell's "echo AT >node" for one:
-// the station sets the time of the last write to 0 before, where the host tells of writes.
+// Whether a user has written to this station's pty. One who has gone may have left no other trace,
+// as a shell's "echo AT >node" does. A station sets the time of the last write to 0 when it makes a
+// pty.
 static bool isWrittenTo([[maybe_unused]] const struct stat& status) {
 #ifdef __linux__
     return status.st_mtime != 0;

@@ -170,7 +170,7 @@ int RunShell(const char* line) {
                                               "/tmp/kextunload.log"};
     if (stationRoot() == nullptr) return kCommandNotFound;
     std::string command;
-    // Word by word, as a path is looked for where one can begin.
+    // A path is looked for only where a word begins.
     for (const char* word = line; *word != '\0';) {
         for (const char* path : kMapped) {
             if (strncmp(word, path, strlen(path)) != 0) continue;

@@ -7,8 +7,9 @@
 
 namespace simulated {
 
-// Takes the next number of a location and the comma behind it. `digits` are without zeros in front;
-// behind the last number there are none, which is 0. False where a number is missing.
+// Takes the next number of a location and the comma behind it. `digits` leaves out leading zeros,
+// so it is empty for 0; behind the last number, too, since "1D" is "1D,0". False if a number is
+// missing.
 static bool takeNumber(const char** location, bool* ended, std::string_view* digits) {
     const std::size_t length = *ended ? 0 : strspn(*location, "0123456789abcdefABCDEF");
     const std::size_t zeros = *ended ? 0 : strspn(*location, "0");
