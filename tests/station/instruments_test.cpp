@@ -53,7 +53,7 @@ TEST(Instruments, AnswerAsWritten) {
             EXPECT_EQ(answer, "") << asked;
             asked = line.place + ": " + line.text;
             if (line.mark == ">") {
-                answer = answerOf(*instrument, line.text);
+                answer = answerOf(*instrument, unescaped(line));
             } else if (line.text == "generator") {
                 instrument = std::make_unique<SignalGenerator>(&field);
             } else {
