@@ -88,12 +88,27 @@ std::string Module::state() const {
 
 bool Module::restoreProfile(Call&) {
     atLine_.reset();
-    errorReports_ = 1;
+    profile_ = {};
     return true;
 }
 
 bool Module::setErrorReports(Call& call) {
-    errorReports_ = call.numbers[0];
+    profile_.errorReports = call.numbers[0];
+    return true;
+}
+
+bool Module::setRegistrationReports(Call& call) {
+    profile_.registrationReports = call.numbers[0];
+    return true;
+}
+
+bool Module::setPacketReports(Call& call) {
+    profile_.packetReports = call.numbers[0];
+    return true;
+}
+
+bool Module::setMessageFormat(Call& call) {
+    profile_.messageFormat = call.numbers[0];
     return true;
 }
 
@@ -226,7 +241,8 @@ std::string_view Module::takeSimTrouble(bool needsPin) {
     if (spec_.sim == SimState::kPresent) return "";
     if (spec_.sim == SimState::kPinPending && !needsPin) return "";
     const SimError error = errorOf(spec_.sim);
-    return errorReports_ == 0 ? kAtError : errorReports_ == 1 ? error.number : error.words;
+    if (profile_.errorReports == 0) return kAtError;
+    return profile_.errorReports == 1 ? error.number : error.words;
 }
 
 bool Module::tune(int band, int number) {
@@ -244,6 +260,13 @@ bool Module::isTunedTo(Radio radio, int number) const {
 
 bool Module::isRegistered() const {
     return radioOn_ && spec_.sim == SimState::kPresent;
+}
+
+// As +CREG? tells it: whoever asks for all reports is told the cell, too.
+std::string Module::registration(int reports) const {
+    const bool registered = isRegistered();
+    const char* cell = reports == 2 && registered ? ",\"0001\",\"0000B2A1\"" : "";
+    return format("%d,%d%s", reports, registered ? 1 : 0, cell);
 }
 
 // A receiver that is not tuned has a CDMA receiver's noise.

@@ -52,6 +52,9 @@ class Module : public Instrument {
     // What commands do besides answering. False makes the answer an ERROR.
     bool restoreProfile(Call& call);
     bool setErrorReports(Call& call);
+    bool setRegistrationReports(Call& call);
+    bool setPacketReports(Call& call);
+    bool setMessageFormat(Call& call);
     bool switchRadio(Call& call);
     bool wake(Call& call);
     bool selectFirstReceiver(Call& call);
@@ -78,6 +81,7 @@ class Module : public Instrument {
     bool tune(int band, int number);
     bool isTunedTo(Radio radio, int number) const;
     bool isRegistered() const;
+    std::string registration(int reports) const;
     int level(int receiver) const;
     int signalQuality() const;
 
@@ -85,11 +89,19 @@ class Module : public Instrument {
     const RfField& field_;
     AtLine atLine_;
 
-    // Each of these is written by the commands named, and by restoreProfile() where that is said.
-    int errorReports_ = 1;  // +CMEE, restoreProfile(): 0 ERROR alone, 1 a number, 2 words
-    bool radioOn_ = true;   // +CFUN
-    bool asleep_;           // !DIAG wakes the module
-    int busyLeft_;          // takeSimTrouble(): times that the SIM says that it is busy
+    // What Z and &F restore. The commands named write it.
+    struct Profile {
+        int errorReports = 1;         // +CMEE: 0 ERROR alone, 1 a number, 2 words
+        int registrationReports = 0;  // +CREG: 2 tells the cell, too
+        int packetReports = 0;        // +CGREG, likewise
+        int messageFormat = 0;        // +CMGF
+    };
+    Profile profile_;
+
+    // Each of these is written by the commands named.
+    bool radioOn_ = true;  // +CFUN
+    bool asleep_;          // !DIAG wakes the module
+    int busyLeft_;         // takeSimTrouble(): times that the SIM says that it is busy
     // +CPBW: the number, type and text of each place that is taken, as +CPBR tells them.
     std::map<int, std::string> phonebook_;
 
