@@ -30,8 +30,8 @@ extern "C" ssize_t write(int fd, const void* bytes, std::size_t size) {
 }
 
 int openPorts() {
-    return static_cast<int>(std::ranges::count_if(
-        gHost.opened, [](int fd) { return fd != -1 && fcntl(fd, F_GETFD) != -1; }));
+    const auto isOpen = [](int fd) { return fd != -1 && fcntl(fd, F_GETFD) != -1; };
+    return static_cast<int>(std::count_if(gHost.opened.begin(), gHost.opened.end(), isOpen));
 }
 
 void breakLine(const std::string& text) {
