@@ -6,7 +6,7 @@ cd "$(dirname "$0")/.."
 folders=$(scripts/build.sh tests)
 [ $# -gt 0 ] || set -- --label-exclude 'slow|valgrind'
 # Much of a test's time is waiting for a device.
-jobs=$((3 * $(getconf _NPROCESSORS_ONLN)))
+jobs=$((5 * $(getconf _NPROCESSORS_ONLN)))
 status=0
 for folder in $folders; do
     ctest --test-dir "$folder" --output-on-failure -j "$jobs" "$@" || status=$?
