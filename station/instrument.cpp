@@ -20,25 +20,42 @@ static std::string allByteValues() {
     return bytes + "\r\n";
 }
 
-std::vector<Answer> receiveWithFault(const Fault& fault, Instrument* instrument,
-                                     std::string_view line) {
-    const bool isMeant = inCapitals(line).starts_with(inCapitals(fault.command));
-    const FaultKind kind = isMeant ? fault.kind : FaultKind::kNone;
-    if (kind == FaultKind::kSilent) return {};
-    if (kind == FaultKind::kError) return instrument->reject(line);
-    if (kind == FaultKind::kGarbage) return {{allByteValues()}};
-    if (kind == FaultKind::kHangUp) return {{"", milliseconds{0}, true}};
-    std::vector<Answer> answers = instrument->receive(line);
+FaultKind faultAt(const Fault& fault, std::string_view command) {
+    const bool isMeant = inCapitals(command).starts_with(inCapitals(fault.command));
+    return isMeant ? fault.kind : FaultKind::kNone;
+}
+
+std::optional<std::vector<Answer>> answerUnheard(FaultKind kind, std::vector<Answer> rejected) {
+    using Answers = std::vector<Answer>;
+    if (kind == FaultKind::kSilent) return Answers{};
+    if (kind == FaultKind::kError) return rejected;
+    if (kind == FaultKind::kGarbage) return Answers{{allByteValues()}};
+    if (kind == FaultKind::kHangUp) return Answers{{"", milliseconds{0}, true}};
+    return std::nullopt;
+}
+
+std::vector<Answer> disturbed(FaultKind kind, std::vector<Answer> answers) {
     if (kind == FaultKind::kNone) return answers;
-    const std::string bytes = answers.empty() ? "" : answers.front().bytes;
-    if (kind == FaultKind::kLate) return {{bytes, kLate}};
-    if (kind == FaultKind::kHangUpAfter) return {{bytes}, {"", kLate, true}};
+    if (answers.empty()) answers.emplace_back();  // a device may hang up in place of no answer, too
+    if (kind == FaultKind::kHangUpAfter) answers.push_back({"", kLate, true});
+    Answer& first = answers.front();
+    if (kind == FaultKind::kLate) first.delay += kLate;
+    if (kind != FaultKind::kHangUpMid && kind != FaultKind::kSplit) return answers;
     // A first piece that ended a line would end the tool's reading, so the cut is in the first one.
+    const std::string bytes = first.bytes;
     const std::size_t half = std::min(bytes.find_first_of("\r\n"), bytes.size()) / 2 + 1;
     const std::size_t cut = std::min(half, bytes.size());
-    const std::string start = bytes.substr(0, cut);
-    if (kind == FaultKind::kHangUpMid) return {{start}, {"", kPieces, true}};
-    return {{start}, {bytes.substr(cut), kSplit}};
+    first.bytes = bytes.substr(0, cut);
+    if (kind == FaultKind::kHangUpMid) return {first, {"", kPieces, true}};
+    answers.insert(answers.begin() + 1, {bytes.substr(cut), kSplit});
+    return answers;
+}
+
+std::vector<Answer> receiveWithFault(const Fault& fault, Instrument* instrument,
+                                     std::string_view line) {
+    const FaultKind kind = faultAt(fault, line);
+    auto instead = answerUnheard(kind, instrument->reject(line));
+    return instead ? *instead : disturbed(kind, instrument->receive(line));
 }
 
 }  // namespace station

@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -19,6 +20,11 @@ struct Answer {
     bool hangUp = false;
 };
 
+// The echo and the error of a device that cannot do what the line says.
+inline std::string rejection(std::string_view line) {
+    return std::string(line) + "\r\r\nERROR\r\n";
+}
+
 class Instrument {
   public:
     virtual ~Instrument() = default;
@@ -27,9 +33,7 @@ class Instrument {
     virtual std::vector<Answer> receive(std::string_view line) = 0;
 
     // Answers as one that cannot do what the line says, and does nothing.
-    virtual std::vector<Answer> reject(std::string_view line) {
-        return {{std::string(line) + "\r\r\nERROR\r\n"}};
-    }
+    virtual std::vector<Answer> reject(std::string_view line) { return {{rejection(line)}}; }
 
     // What it says on its own now and then, as it goes over the wire; empty for nothing.
     virtual std::string unsolicited() const { return ""; }
@@ -40,6 +44,16 @@ class Instrument {
     // Called with one line for the transcript, such as an entry of an error queue.
     std::function<void(std::string_view)> note = [](std::string_view) {};
 };
+
+// The fault's kind if it strikes at this command, else kNone.
+FaultKind faultAt(const Fault& fault, std::string_view command);
+
+// What is answered in the place of a device that does not hear the command, and whose own answer to
+// it would be `rejected`. Nothing when it does hear it.
+std::optional<std::vector<Answer>> answerUnheard(FaultKind kind, std::vector<Answer> rejected);
+
+// What the fault makes of the answers to a command, or of the first one alone.
+std::vector<Answer> disturbed(FaultKind kind, std::vector<Answer> answers);
 
 // What the line does after the command: the instrument's answers as the fault leaves them.
 std::vector<Answer> receiveWithFault(const Fault& fault, Instrument* instrument,
