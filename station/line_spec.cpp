@@ -9,6 +9,7 @@ static constexpr struct {
     {"chatter", [](auto& argument, auto* spec) { spec->chatter = number(argument, 0, 3600); }},
     {"device", [](auto& argument, auto* spec) { spec->device = argument.text; }},
     {"fault", [](auto& argument, auto* spec) { spec->fault = parseFault(argument); }},
+    {"replay", [](auto& argument, auto* spec) { spec->replay = parseReplaySource(argument.text); }},
 };
 
 Fault parseFault(const Argument& argument) {
@@ -19,6 +20,14 @@ Fault parseFault(const Argument& argument) {
            &fault.kind);
     if (at != std::string_view::npos) fault.command = argument.text.substr(at + 1);
     return fault;
+}
+
+ReplaySource parseReplaySource(std::string_view text) {
+    const std::size_t colon = text.rfind(':');
+    if (colon == std::string_view::npos || text.find('/', colon) != std::string_view::npos) {
+        return {std::string(text)};
+    }
+    return {std::string(text.substr(0, colon)), std::string(text.substr(colon + 1))};
 }
 
 bool takeLineKey(const Argument& argument, LineSpec* spec) {

@@ -25,15 +25,25 @@ struct Fault {
     std::string command = {};
 };
 
+// A recording that answers in an instrument's place.
+struct ReplaySource {
+    std::string path = {};  // of a transcript; empty: there is none
+    std::string name = {};  // of the line in it; empty: as the line that replays it is called
+};
+
 // What the command line says of a line, apart from the instrument behind it.
 struct LineSpec {
     Fault fault = {};
     double chatter = 0;       // seconds from one unsolicited line to the next; 0: there are none
     std::string device = {};  // a real tty in place of a simulated instrument; empty: none
+    ReplaySource replay = {};
 };
 
 // Reads KIND[@COMMAND]. Throws std::invalid_argument.
 Fault parseFault(const Argument& argument);
+
+// Reads FILE[:NAME]. NAME is what stands behind the last colon, unless there is a slash in it.
+ReplaySource parseReplaySource(std::string_view text);
 
 // Sets what a key of a module's description says of its line. False if no line has such a key.
 // Throws std::invalid_argument.

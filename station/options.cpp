@@ -23,14 +23,15 @@ Without COMMAND it prints the line to export and serves until interrupted.
       --no-generator           start without the signal generator's adapter
       --generator-fault KIND   as a module's fault: KIND[@COMMAND]
       --generator-device PATH  a real tty in the simulated generator's place
+      --generator-replay FILE  a transcript in its place: FILE[:NAME]
       --driver-loaded          start with the adapter's driver loaded
       --verbose                show the wire traffic on standard error
   -h, --help                   print this help
       --version                print the version
 
 Module keys: id=DIGITS, firmware=TEXT, loss=DB, temp=A/B, echo=off, chatter=SECONDS,
-device=PATH, and last fault=KIND[@COMMAND] with KIND one of silent, error, garbage,
-late, split, hangup, hangup-mid, hangup-after.
+device=PATH, replay=FILE[:NAME], and last fault=KIND[@COMMAND] with KIND one of silent,
+error, garbage, late, split, hangup, hangup-mid, hangup-after.
 HSPA only: hardware=TEXT, sku=TEXT, sim=present|absent|pin|error, busy=N, phonebook=stuck.
 EVDO only: prl=TEXT, asleep=yes.
 )";
@@ -70,6 +71,10 @@ static constexpr Row kRows[] = {
      [](auto& argument, auto* options) { options->generator.fault = parseFault(argument); }},
     {0, "generator-device", required_argument,
      [](auto& argument, auto* options) { options->generator.device = argument.text; }},
+    {0, "generator-replay", required_argument,
+     [](auto& argument, auto* options) {
+         options->generator.replay = parseReplaySource(argument.text);
+     }},
     {0, "driver-loaded", no_argument, [](auto&, auto* options) { options->driverLoaded = true; }},
     {0, "verbose", no_argument, [](auto&, auto* options) { options->verbose = true; }},
     {'h', "help", no_argument, [](auto&, auto* options) { options->help = true; }},

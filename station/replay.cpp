@@ -4,6 +4,7 @@
 #include <chrono>
 #include <set>
 #include <stdexcept>
+#include <utility>
 
 #include "station/transcript.h"
 
@@ -14,15 +15,8 @@ using std::chrono::milliseconds;
 // A pause is no longer, so that it can be multiplied by any time scale.
 static constexpr milliseconds kLongestDelay{3600000};
 
-ReplaySource parseReplaySource(std::string_view text) {
-    const std::size_t colon = text.rfind(':');
-    if (colon == std::string_view::npos || text.find('/', colon) != std::string_view::npos) {
-        return {std::string(text), ""};
-    }
-    return {std::string(text.substr(0, colon)), std::string(text.substr(colon + 1))};
-}
-
-Replay::Replay(const std::string& path, const std::string& name) {
+Replay::Replay(const std::string& path, const std::string& name, std::string unsolicited)
+    : unsolicited_(std::move(unsolicited)) {
     std::vector<Answer>* answer = nullptr;  // to which the next piece belongs; null: to none
     milliseconds last{0};                   // when the command or the last piece came
     std::set<std::string> names;

@@ -10,16 +10,6 @@
 
 namespace station {
 
-// Which recording stands in for a device.
-struct ReplaySource {
-    std::string path;  // of a transcript; empty: none
-    std::string name;  // of the line in it; empty: the name of the line that replays it
-};
-
-// Reads FILE[:NAME]. NAME stands behind the last colon; a colon that has a slash behind it belongs
-// to FILE.
-ReplaySource parseReplaySource(std::string_view text);
-
 // An instrument that answers as a transcript says that another did.
 //
 // - A recorded answer belongs to the last command before it, with its pieces, the time of each and
@@ -31,11 +21,12 @@ ReplaySource parseReplaySource(std::string_view text);
 // - One that was never recorded is answered ERROR and noted.
 class Replay : public Instrument {
   public:
-    // Throws std::invalid_argument when the transcript cannot be read or has no command to that
-    // line.
-    Replay(const std::string& path, const std::string& name);
+    // Replays that line of the transcript. Throws std::invalid_argument when it cannot be read or
+    // has no command to the line.
+    Replay(const std::string& path, const std::string& name, std::string unsolicited = "");
 
     std::vector<Answer> receive(std::string_view line) override;
+    std::string unsolicited() const override { return unsolicited_; }
     // How many commands were replayed, and how many were unknown.
     std::string state() const override;
 
@@ -44,6 +35,7 @@ class Replay : public Instrument {
         std::vector<std::vector<Answer>> answers;  // in their order, never empty
         std::size_t next = 0;                      // the place of the one to give
     };
+    const std::string unsolicited_;
     std::map<std::string, Recorded, std::less<>> commands_;
     int replayed_ = 0;
     int unknown_ = 0;

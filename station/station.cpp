@@ -19,6 +19,7 @@
 #include "station/failure.h"
 #include "station/module.h"
 #include "station/registry_capture.h"
+#include "station/replay.h"
 #include "station/signal_generator.h"
 #include "station/signals.h"
 
@@ -51,8 +52,24 @@ static void complain(const char* sentence) {
     fprintf(stderr, "tarnwick-station: %s\n", sentence);
 }
 
+// The options, unless the transcript would be written over a recording: once it is open, it is too
+// late to notice.
+static const Options& checked(const Options& options) {
+    const auto check = [&](const LineSpec& line) {
+        std::error_code ignored;
+        const std::string& path = line.replay.path;
+        if (path.empty() || !fs::equivalent(path, options.transcript, ignored)) return;
+        refuse("the transcript would be written over the recording", path);
+    };
+    check(options.generator);
+    for (const DescribedModule& module : options.modules) check(module.line);
+    return options;
+}
+
 Station::Station(const Options& options)
-    : options_(options), root_(options.root), transcript_(options.transcript, options.verbose) {
+    : options_(checked(options)),
+      root_(options.root),
+      transcript_(options.transcript, options.verbose) {
     const std::vector<std::string> ports = portNames(options_);
     root_.fill(options_, ports);
     // Lines are read in this order: what the generator was told first has its effect first.
@@ -67,22 +84,29 @@ Station::Station(const Options& options)
 void Station::addModule(const DescribedModule& described, const std::string& port, int index) {
     const std::string node = "cu." + port;
     const auto& [spec, line] = described;
-    if (!line.device.empty()) return root_.linkDevice(node, fs::absolute(line.device));
-    addInstrument({.name = port,
-                   .prepare = [this, node](auto& path) { root_.prepareDevice(node, path); },
-                   .place = [this, node](auto& path) { root_.linkDevice(node, path); }},
-                  line, std::make_unique<Module>(spec, index, field_));
+    addLine({.name = port,
+             .prepare = [this, node](auto& path) { root_.prepareDevice(node, path); },
+             .place = [this, node](auto& path) { root_.linkDevice(node, path); }},
+            line, std::make_unique<Module>(spec, index, field_));
 }
 
 void Station::addGenerator() {
-    if (!options_.generator.device.empty()) {
-        adapter_ = fs::absolute(options_.generator.device);
-        return;
+    addLine({.name = "generator",
+             .prepare = [this](auto& path) { root_.prepareDevice(kAdapter, path); },
+             .place = [this](auto& path) { placeAdapter(path); }},
+            options_.generator, std::make_unique<SignalGenerator>(&field_));
+}
+
+// With the instrument, or what is to take its place, behind the line.
+void Station::addLine(const LineSettings& settings, const LineSpec& spec,
+                      std::unique_ptr<Instrument> instrument) {
+    if (!spec.device.empty()) return addRelay(settings, spec, instrument->unsolicited());
+    const auto& [path, name] = spec.replay;
+    if (!path.empty()) {
+        instrument = std::make_unique<Replay>(path, name.empty() ? settings.name : name,
+                                              instrument->unsolicited());
     }
-    addInstrument({.name = "generator",
-                   .prepare = [this](auto& path) { root_.prepareDevice(kAdapter, path); },
-                   .place = [this](auto& path) { placeAdapter(path); }},
-                  options_.generator, std::make_unique<SignalGenerator>(&field_));
+    addInstrument(settings, spec, std::move(instrument));
 }
 
 void Station::addInstrument(LineSettings settings, const LineSpec& spec,
@@ -95,6 +119,20 @@ void Station::addInstrument(LineSettings settings, const LineSpec& spec,
         InstrumentLine{std::move(instrument), spec, options_.timeScale, save}));
     const SessionMaker maker = [&line = *instruments_.back()](Wire* wire) {
         return std::make_unique<InstrumentSession>(wire, line);
+    };
+    lines_.push_back(std::make_unique<Line>(std::move(settings), maker, &transcript_));
+}
+
+void Station::addRelay(LineSettings settings, const LineSpec& spec,
+                       const std::string& unsolicited) {
+    if (fs::weakly_canonical(fs::absolute(spec.device).parent_path()) == root_.path() / "dev") {
+        refuse("a device of this very station", spec.device);
+    }
+    settings.beginsAtOpen = true;
+    relays_.push_back(
+        std::make_unique<RelayLine>(RelayLine{spec, unsolicited, options_.timeScale}));
+    const SessionMaker maker = [&line = *relays_.back()](Wire* wire) {
+        return std::make_unique<Relay>(wire, line);
     };
     lines_.push_back(std::make_unique<Line>(std::move(settings), maker, &transcript_));
 }

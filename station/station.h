@@ -11,6 +11,7 @@
 #include "station/line.h"
 #include "station/options.h"
 #include "station/radio.h"
+#include "station/relay.h"
 #include "station/root.h"
 #include "station/transcript.h"
 
@@ -38,8 +39,11 @@ class Station {
 
     void addModule(const DescribedModule& described, const std::string& port, int index);
     void addGenerator();
+    void addLine(const LineSettings& settings, const LineSpec& spec,
+                 std::unique_ptr<Instrument> instrument);
     void addInstrument(LineSettings settings, const LineSpec& spec,
                        std::unique_ptr<Instrument> instrument);
+    void addRelay(LineSettings settings, const LineSpec& spec, const std::string& unsolicited);
     void saveState(const std::string& name, const Instrument& instrument);
 
     void driverChanged();
@@ -67,6 +71,7 @@ class Station {
     // Both are filled by the constructor. The sessions of a line use its instrument, so the
     // instruments go last.
     std::vector<std::unique_ptr<InstrumentLine>> instruments_;
+    std::vector<std::unique_ptr<RelayLine>> relays_;
     std::vector<std::unique_ptr<Line>> lines_;
     // What the adapter's node leads to when it is there; empty: there is no adapter. Set by
     // addGenerator() and placeAdapter().

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <memory>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -60,7 +61,8 @@ class FaultyStation {
         : dialogue_(dialogue),
           step_(dialogue.steps[step]),
           faults_(faults),
-          station_(options(dialogue, faults, step_.command)) {}
+          real_(getenv("TARNWICK_REAL") == nullptr ? nullptr : realDevices(dialogue)),
+          station_(options()) {}
 
     // Runs the tool at the line that fails in the way of `faults[index]`.
     Outcome run(std::size_t index) {
@@ -97,20 +99,33 @@ class FaultyStation {
     }
 
   private:
-    static Words options(const Dialogue& dialogue, const Words& faults,
-                         const std::string& command) {
+    // Another station, with sound devices.
+    static std::unique_ptr<TestStation> realDevices(const Dialogue& dialogue) {
+        Words options = {"--driver-loaded"};
+        for (std::size_t index = 0; index < kModules; ++index) {
+            options.insert(options.end(), {"-m", std::string(dialogue.module)});
+        }
+        return std::make_unique<TestStation>(options);
+    }
+
+    Words options() const {
         Words options;
-        for (const std::string& fault : faults) {
-            const std::string setting = fault.empty() ? "" : fault + "@" + command;
-            const bool atModule = !dialogue.generator && !fault.empty();
-            options.insert(options.end(), {"-m", std::string(dialogue.module) +
-                                                     (atModule ? ",fault=" + setting : "")});
-            if (!dialogue.generator || fault.empty()) continue;
+        for (std::size_t index = 0; index < faults_.size(); ++index) {
+            const std::string setting =
+                faults_[index].empty() ? "" : faults_[index] + "@" + step_.command;
+            const bool atModule = !dialogue_.generator && !setting.empty();
+            options.insert(options.end(),
+                           {"-m", std::string(dialogue_.module) +
+                                      (real_ ? ",device=" + node("cu." + moduleOf(index)) : "") +
+                                      (atModule ? ",fault=" + setting : "")});
+            if (!dialogue_.generator || setting.empty()) continue;
             options.insert(options.end(), {"--generator-fault", setting});
         }
-        if (dialogue.generator) options.emplace_back("--driver-loaded");
+        if (dialogue_.generator) options.emplace_back("--driver-loaded");
+        if (real_) options.push_back("--generator-device=" + node("tty.KeySerial1"));
         return options;
     }
+    std::string node(const std::string& name) const { return real_->root() + "/dev/" + name; }
 
     static std::string moduleOf(std::size_t index) {
         return "wwanCMD" + std::to_string(19 + 10 * index);
@@ -122,6 +137,7 @@ class FaultyStation {
     const Dialogue& dialogue_;
     const Step& step_;
     Words faults_;
+    std::unique_ptr<TestStation> real_;  // behind the lines; none: they are simulated
     TestStation station_;
 };
 

@@ -91,6 +91,49 @@ std::vector<Case> casesIn(const std::string& fileName) {
     return cases;
 }
 
+// Runs what the block says, and stops the station.
+void expectAsWritten(const Block& block, TestStation* station) {
+    if (!block.broken.empty()) station->write(block.broken, "#!/bin/sh\necho no\nexit 1\n");
+    const ToolRun run =
+        block.script.empty() ? station->tool(block.arguments) : station->shell(block.script);
+    EXPECT_EQ(run.status, block.status);
+    EXPECT_EQ(run.output, block.output);
+    EXPECT_TRUE(run.errors.ends_with(block.errors.value_or(""))) << run.errors;
+    EXPECT_EQ(run.errors.empty(), !block.errors.has_value()) << run.errors;
+    EXPECT_EQ(station->wires(), block.wires);
+}
+
+// The options of a station that differs in what is behind its lines: `source` gives what a line has
+// behind it as a module's key or the end of an option's name, "KEY=VALUE", or "" for the default.
+template <typename Source>
+Words withLines(const Words& options, const Source& source) {
+    Words changed;
+    int port = 19;
+    const auto addModule = [&](const std::string& spec) {
+        const std::string key = source("wwanCMD" + std::to_string(port));
+        changed.insert(changed.end(),
+                       {"-m", spec.substr(0, spec.find(',')) + (key.empty() ? "" : "," + key)});
+        port += 10;
+    };
+    for (std::size_t index = 0; index < options.size(); ++index) {
+        if (options[index] == "-m") {
+            addModule(options[++index]);
+        } else {
+            changed.push_back(options[index]);
+        }
+    }
+    if (port == 19) addModule("hspa");
+    const std::string key = source("generator");
+    if (!key.empty()) changed.push_back("--generator-" + key);
+    return changed;
+}
+
+std::vector<Case> casesOnWires(const std::string& fileName) {
+    std::vector<Case> cases = casesIn(fileName);
+    std::erase_if(cases, [](const Case& testCase) { return blockOf(testCase).wires.empty(); });
+    return cases;
+}
+
 }  // namespace
 
 class Blocks : public testing::TestWithParam<Case> {};
@@ -101,20 +144,32 @@ TEST_P(Blocks, DoAsWritten) {
     if (block.isForLinux) GTEST_SKIP() << "needs Linux";
 #endif
     TestStation station(block.options);
-    if (!block.broken.empty()) station.write(block.broken, "#!/bin/sh\necho no\nexit 1\n");
-    const ToolRun run =
-        block.script.empty() ? station.tool(block.arguments) : station.shell(block.script);
-    EXPECT_EQ(run.status, block.status);
-    EXPECT_EQ(run.output, block.output);
-    EXPECT_TRUE(run.errors.ends_with(block.errors.value_or(""))) << run.errors;
-    EXPECT_EQ(run.errors.empty(), !block.errors.has_value()) << run.errors;
-    EXPECT_EQ(station.wires(), block.wires);
+    expectAsWritten(block, &station);
     for (const auto& [name, state] : block.states) {
         EXPECT_NE(("\n" + station.read("state/" + name)).find("\n" + state + "\n"),
                   std::string::npos)
             << name << " is not " << state << ":\n"
             << station.read("state/" + name);
     }
+}
+
+// What simulated devices do, another station's do as real ones, and recordings of those once more.
+class RealDevices : public Blocks {};
+
+TEST_P(RealDevices, DoAsSimulatedOnes) {
+    const Block block = blockOf(GetParam());
+    Words options = block.options;
+    options.emplace_back("--driver-loaded");
+    const TestStation real(options);
+    TestStation relay(withLines(block.options, [&](const std::string& line) {
+        const bool isGenerator = line == "generator";
+        return "device=" + real.root() + "/dev/" + (isGenerator ? "tty.KeySerial1" : "cu." + line);
+    }));
+    expectAsWritten(block, &relay);
+    TestStation replay(withLines(block.options, [&](const std::string& line) {
+        return block.wires.contains(line) ? "replay=" + relay.root() + "/transcript" : "";
+    }));
+    expectAsWritten(block, &replay);
 }
 
 static std::string nameOfParameter(const testing::TestParamInfo<Case>& testCase) {
@@ -124,4 +179,6 @@ static std::string nameOfParameter(const testing::TestParamInfo<Case>& testCase)
 INSTANTIATE_TEST_SUITE_P(options, Blocks, testing::ValuesIn(casesIn("options.txt")),
                          nameOfParameter);
 INSTANTIATE_TEST_SUITE_P(scripts, Blocks, testing::ValuesIn(casesIn("scripts.txt")),
+                         nameOfParameter);
+INSTANTIATE_TEST_SUITE_P(real, RealDevices, testing::ValuesIn(casesOnWires("options.txt")),
                          nameOfParameter);

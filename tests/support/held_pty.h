@@ -5,6 +5,7 @@
 #else
 #include <util.h>
 #endif
+#include <fcntl.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -21,6 +22,7 @@ struct HeldPty {
         char name[128];
         if (openpty(&master, &slave, name, nullptr, nullptr) == -1) std::abort();
         path = name;
+        for (const int end : {master, slave}) fcntl(end, F_SETFD, FD_CLOEXEC);
         termios settings = {};
         tcgetattr(slave, &settings);
         if (isRaw) cfmakeraw(&settings);

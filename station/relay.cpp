@@ -1,0 +1,210 @@
+#include "station/relay.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <system_error>
+#include <utility>
+
+#include "platform/simulated/device_node.h"
+#include "station/text.h"
+
+namespace station {
+
+using std::chrono::milliseconds;
+
+static constexpr milliseconds kTries{1000};  // how long a device is tried to open
+static constexpr milliseconds kTry{1};       // from one try to the next
+// From the last bytes of a device that has gone to the hang-up, with which unread ones are lost.
+static constexpr milliseconds kLastWords{50};
+// How long a device may take nothing of what there is for it: as long as a kernel's close waits.
+static constexpr milliseconds kStuck{30000};
+static constexpr std::size_t kLongestLine = 4096;   // of the transcript's
+static constexpr std::size_t kMostPending = 65536;  // then no more is read from the device
+static constexpr int kReadsAtOnce = 16;  // so that a device that never stops stops no other line
+
+Relay::Relay(Wire* wire, const RelayLine& line) : wire_(wire), line_(line) {
+    const auto now = Clock::now();
+    giveUp_ = now + kTries;
+    tryOpen(now);
+}
+
+Relay::~Relay() {
+    noteUnended();
+}
+
+// The device may have been told what never came to its end.
+void Relay::noteUnended() {
+    if (!command_.empty()) wire_->note('>', std::exchange(command_, ""));
+}
+
+void Relay::tryOpen(Clock::time_point now) {
+    const std::string& path = line_.spec.device;
+    nextTry_ = kNever;
+    if (device_.open(path, wire_->settings())) return;
+    const int problem = errno;
+    if (now < giveUp_ && simulated::mayComeFree(path.c_str())) {
+        nextTry_ = now + kTry;
+        return;
+    }
+    const std::string sentence = path + ": " + std::generic_category().message(problem);
+    fprintf(stderr, "tarnwick-station: %s\n", sentence.c_str());
+    wire_->note('!', sentence);
+    hangUp();
+}
+
+void Relay::receive(std::string_view bytes) {
+    for (const char byte : bytes) {
+        if (isHungUp_) return;
+        takeByte(byte);
+    }
+    send(Clock::now());
+}
+
+void Relay::takeByte(char byte) {
+    const bool isEnd = byte == '\r' || byte == '\n';
+    if (isEnd && command_.empty() && isKept_) return;
+    held_ += byte;
+    if (!isEnd) command_ += byte;
+    isKept_ = false;
+    if (isEnd && !command_.empty()) takeCommand();
+    if (!command_.empty() && mayBeKept()) return;
+    toDevice_ += std::exchange(held_, "");
+    if (command_.size() >= kLongestLine) takeCommand();
+}
+
+// Whether the fault may keep what begins like this from the device.
+bool Relay::mayBeKept() const {
+    const Fault& fault = line_.spec.fault;
+    if (!answerUnheard(fault.kind, {})) return false;
+    const std::size_t length = std::min(fault.command.size(), command_.size());
+    return inCapitals(fault.command.substr(0, length)) == inCapitals(command_.substr(0, length));
+}
+
+void Relay::takeCommand() {
+    const auto now = Clock::now();
+    writeDue(now);
+    std::erase_if(pending_, [&](const auto& step) {
+        const bool isDropped = step.first > now && !step.second.hangUp;
+        if (isDropped) pendingSize_ -= step.second.bytes.size();
+        return isDropped;
+    });
+    const std::string command = std::exchange(command_, "");
+    wire_->note('>', command);
+    if (line_.spec.chatter > 0 && chatterDue_ == kNever) chatterDue_ = nextChatter(now);
+    late_ = Clock::duration{0};
+    kind_ = faultAt(line_.spec.fault, command);
+    const auto instead = answerUnheard(kind_, {{rejection(command)}});
+    if (!instead) return;
+    kind_ = FaultKind::kNone;
+    isKept_ = true;
+    held_.clear();
+    schedule(*instead, now);
+}
+
+void Relay::send(Clock::time_point now) {
+    if (!device_.isOpen()) return;
+    device_.follow(wire_->settings());
+    const std::size_t count = toDevice_.empty() ? 0 : device_.write(toDevice_);
+    toDevice_.erase(0, count);
+    if (count > 0 || toDevice_.empty()) stuck_ = now + kStuck;
+}
+
+void Relay::advance(Clock::time_point now) {
+    if (nextTry_ <= now) tryOpen(now);
+    send(now);
+    readDevice(now);
+    if (chatterDue_ <= now) {
+        schedule({{line_.unsolicited}}, now);
+        chatterDue_ = nextChatter(now);
+    }
+    writeDue(now);
+    if (!toDevice_.empty() && stuck_ <= now) hangUp();
+}
+
+void Relay::readDevice(Clock::time_point now) {
+    std::string bytes;
+    for (int reads = 0; reads < kReadsAtOnce; ++reads) {
+        if (!device_.isOpen() || pendingSize_ >= kMostPending) return;
+        const bool isThere = device_.read(&bytes);
+        if (!bytes.empty()) {
+            takePiece(bytes, now);
+        } else if (isThere) {
+            return;
+        }
+        if (!isThere) loseDevice(now);
+    }
+}
+
+void Relay::takePiece(const std::string& bytes, Clock::time_point now) {
+    const FaultKind kind = std::exchange(kind_, FaultKind::kNone);
+    const std::vector<Answer> pieces = disturbed(kind, {{bytes}});
+    schedule(pieces, now + late_);
+    for (const Answer& piece : pieces) late_ += piece.hangUp ? late_.zero() : scaled(piece.delay);
+    if (kind == FaultKind::kHangUpMid) device_.close();  // nobody hears the rest
+}
+
+void Relay::loseDevice(Clock::time_point now) {
+    device_.close();
+    toDevice_.clear();
+    const auto last = pending_.empty() ? now : std::max(now, pending_.rbegin()->first);
+    schedule({{"", milliseconds{0}, true}}, last + kLastWords);
+}
+
+void Relay::schedule(const std::vector<Answer>& answers, Clock::time_point due) {
+    for (const Answer& answer : answers) {
+        due += scaled(answer.delay);
+        pendingSize_ += answer.bytes.size();
+        pending_.emplace(due, answer);
+    }
+}
+
+void Relay::writeDue(Clock::time_point now) {
+    isFull_ = false;
+    while (!isHungUp_ && !pending_.empty() && pending_.begin()->first <= now) {
+        Answer& answer = pending_.begin()->second;
+        const std::size_t count = answer.bytes.empty() ? 0 : wire_->write(answer.bytes);
+        if (count > 0) wire_->note('<', answer.bytes.substr(0, count));
+        pendingSize_ -= count;
+        answer.bytes.erase(0, count);
+        isFull_ = !answer.bytes.empty();
+        if (isFull_) return;
+        if (answer.hangUp) return hangUp();
+        pending_.erase(pending_.begin());
+    }
+}
+
+void Relay::hangUp() {
+    noteUnended();
+    isHungUp_ = true;
+    device_.close();
+    wire_->hangUp();
+}
+
+short Relay::awaits() const {
+    const bool takesMore = device_.isOpen() && toDevice_.empty();
+    return static_cast<short>((takesMore ? POLLIN : 0) | (isFull_ ? POLLOUT : 0));
+}
+
+pollfd Relay::device() const {
+    const int events =
+        (pendingSize_ < kMostPending ? POLLIN : 0) | (toDevice_.empty() ? 0 : POLLOUT);
+    return {events == 0 ? -1 : device_.descriptor(), static_cast<short>(events), 0};
+}
+
+Clock::time_point Relay::nextDue() const {
+    Clock::time_point due = std::min(nextTry_, chatterDue_);
+    if (!pending_.empty() && !isFull_) due = std::min(due, pending_.begin()->first);
+    return toDevice_.empty() ? due : std::min(due, stuck_);
+}
+
+Clock::duration Relay::scaled(std::chrono::duration<double> delay) const {
+    return std::chrono::duration_cast<Clock::duration>(delay * line_.timeScale);
+}
+
+Clock::time_point Relay::nextChatter(Clock::time_point now) const {
+    const std::chrono::duration<double> seconds(line_.spec.chatter);
+    return now + std::max<Clock::duration>(milliseconds{1}, scaled(seconds));
+}
+
+}  // namespace station
