@@ -15,14 +15,6 @@ void refuse(const Argument& argument, std::string_view demand) {
                                 "' is not " + std::string(demand));
 }
 
-void refuseChoice(const Argument& argument, std::initializer_list<std::string_view> choices) {
-    std::string demand = "one of ";
-    for (const std::string_view choice : choices) {
-        demand += std::string(choice == *choices.begin() ? "" : ", ") + std::string(choice);
-    }
-    refuse(argument, demand);
-}
-
 // Whether the text is a number, which is put into `value`.
 static bool isNumber(std::string_view text, double* value) {
     const std::string word(text);

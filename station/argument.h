@@ -1,9 +1,10 @@
 #pragma once
 
-#include <algorithm>
 #include <initializer_list>
 #include <limits>
+#include <string>
 #include <string_view>
+#include <utility>
 
 namespace station {
 
@@ -16,16 +17,20 @@ struct Argument {
 
 // `demand` is what stands behind "is not".
 [[noreturn]] void refuse(const Argument& argument, std::string_view demand);
-[[noreturn]] void refuseChoice(const Argument& argument,
-                               std::initializer_list<std::string_view> choices);
 
-// Sets `choice` to the place of the argument among the choices.
+// Sets `choice` to the value of the one whose name is given.
 template <typename Choice>
-void choose(const Argument& argument, std::initializer_list<std::string_view> choices,
-            Choice* choice) {
-    const auto* known = std::find(choices.begin(), choices.end(), argument.text);
-    if (known == choices.end()) refuseChoice(argument, choices);
-    *choice = static_cast<Choice>(known - choices.begin());
+void choose(const Argument& argument,
+            std::initializer_list<std::pair<std::string_view, Choice>> choices, Choice* choice) {
+    std::string names;
+    for (const auto& [name, value] : choices) {
+        if (name == argument.text) {
+            *choice = value;
+            return;
+        }
+        names += (names.empty() ? "" : ", ") + std::string(name);
+    }
+    refuse(argument, "one of " + names);
 }
 
 // A number, decimal or hexadecimal, from `least` to `most`.

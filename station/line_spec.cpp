@@ -16,7 +16,14 @@ Fault parseFault(const Argument& argument) {
     const std::size_t at = argument.text.find('@');
     Fault fault;
     choose({argument.name, argument.text.substr(0, at)},
-           {"silent", "error", "garbage", "late", "split", "hangup", "hangup-mid", "hangup-after"},
+           {{"silent", FaultKind::kSilent},
+            {"error", FaultKind::kError},
+            {"garbage", FaultKind::kGarbage},
+            {"late", FaultKind::kLate},
+            {"split", FaultKind::kSplit},
+            {"hangup", FaultKind::kHangUp},
+            {"hangup-mid", FaultKind::kHangUpMid},
+            {"hangup-after", FaultKind::kHangUpAfter}},
            &fault.kind);
     if (at != std::string_view::npos) fault.command = argument.text.substr(at + 1);
     return fault;

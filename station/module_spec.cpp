@@ -85,22 +85,27 @@ static constexpr struct Key {
     {"loss", kAll, [](auto& argument, auto* spec) { spec->loss = number(argument, 0, kMost); }},
     {"sim", kHspa,
      [](auto& argument, auto* spec) {
-         choose(argument, {"present", "absent", "pin", "error"}, &spec->sim);
+         choose(argument,
+                {{"present", SimState::kPresent},
+                 {"absent", SimState::kAbsent},
+                 {"pin", SimState::kPinPending},
+                 {"error", SimState::kError}},
+                &spec->sim);
      }},
     {"busy", kHspa,
      [](auto& argument, auto* spec) { spec->busy = wholeNumber(argument, 0, kMost); }},
     {"asleep", kEvdo,
      [](auto& argument, auto* spec) {
-         choose(argument, {"no", "yes"}, &spec->asleep);
+         choose(argument, {{"no", false}, {"yes", true}}, &spec->asleep);
      }},
     {"temp", kAll, setTemperatures},
     {"phonebook", kHspa,
      [](auto& argument, auto* spec) {
-         choose(argument, {"good", "stuck"}, &spec->phonebookStuck);
+         choose(argument, {{"good", false}, {"stuck", true}}, &spec->phonebookStuck);
      }},
     {"echo", kAll,
      [](auto& argument, auto* spec) {
-         choose(argument, {"off", "on"}, &spec->echo);
+         choose(argument, {{"off", false}, {"on", true}}, &spec->echo);
      }},
 };
 

@@ -6,6 +6,15 @@
 
 namespace station {
 
+namespace {
+
+struct Reception {
+    double halfBandwidthKhz = 0;
+    double noiseFloor = 0;  // dBm
+};
+
+}  // namespace
+
 static constexpr double kPathLoss = 30;           // dB, generator to first receiver
 static constexpr double kSecondReceiverLoss = 4;  // dB more
 static constexpr double kSaturation = -20;        // dBm
@@ -28,11 +37,17 @@ static constexpr struct {
     {Radio::kWcdma, 9, 9612, 9888, 2112400, 200},   // I
 };
 
-// In the order of Radio.
-static constexpr struct {
-    double halfBandwidthKhz;
-    double noiseFloor;  // dBm
-} kReceptions[] = {{1250.0 / 2, -108}, {200.0 / 2, -113}, {5000.0 / 2, -106}};
+static Reception receptionOf(Radio radio) {
+    switch (radio) {
+        case Radio::kCdma:
+            return {.halfBandwidthKhz = 1250.0 / 2, .noiseFloor = -108};
+        case Radio::kGsm:
+            return {.halfBandwidthKhz = 200.0 / 2, .noiseFloor = -113};
+        case Radio::kWcdma:
+            return {.halfBandwidthKhz = 5000.0 / 2, .noiseFloor = -106};
+    }
+    return {};
+}
 
 std::optional<Channel> channelOf(int band, int number) {
     const auto* row = std::find_if(std::begin(kRows), std::end(kRows), [&](const auto& known) {
@@ -49,7 +64,7 @@ bool isBandCode(int code) {
 }
 
 int receivedLevel(const RfField& field, const Channel& channel, int receiver, double loss) {
-    const auto [halfBandwidthKhz, noiseFloor] = kReceptions[static_cast<int>(channel.radio)];
+    const auto [halfBandwidthKhz, noiseFloor] = receptionOf(channel.radio);
     const double distanceKhz = std::abs(field.frequencyHz / 1000 - channel.downlinkKhz);
     const double pathLoss = receiver == 2 ? kPathLoss + kSecondReceiverLoss : kPathLoss;
     const double level = field.output && distanceKhz <= halfBandwidthKhz

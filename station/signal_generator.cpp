@@ -125,12 +125,12 @@ static std::string_view takePart(std::string_view* text, const char* separators)
 }
 
 // Whether the word is the short or the long form. A 1 behind it counts, as in OUTPUT1.
-static bool isSpelled(std::string_view notation, std::string_view text) {
-    std::string word = inCapitals(text);
-    if (word.size() > 1 && word.back() == '1') word.pop_back();
+static bool isSpelled(std::string_view notation, std::string_view word) {
+    if (word.size() > 1 && word.back() == '1') word.remove_suffix(1);
     const auto isSmall = [](unsigned char letter) { return std::islower(letter) != 0; };
     const auto end = std::find_if(notation.begin(), notation.end(), isSmall);
-    return word == inCapitals(notation) || word == std::string(notation.begin(), end);
+    const auto shortSize = static_cast<std::size_t>(end - notation.begin());
+    return isSameWord(word, notation) || isSameWord(word, notation.substr(0, shortSize));
 }
 
 // Whether the header, from the root on, is one that the notation describes.

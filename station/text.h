@@ -25,4 +25,12 @@ inline std::string inCapitals(std::string_view text) {
     return capitals;
 }
 
+// Whether they are equal but for capitals.
+inline bool isSameWord(std::string_view one, std::string_view other) {
+    const auto isSame = [](unsigned char left, unsigned char right) {
+        return std::toupper(left) == std::toupper(right);
+    };
+    return std::equal(one.begin(), one.end(), other.begin(), other.end(), isSame);
+}
+
 }  // namespace station

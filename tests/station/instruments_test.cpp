@@ -64,14 +64,18 @@ TEST(Instruments, AnswerAsWritten) {
     }
 }
 
-// A row of the command table that names a value which does not exist.
-TEST(Instruments, NoAnswerHasAnUnknownValue) {
+// A row of the command table that names a value which does not exist; another family's words.
+TEST(Instruments, EachFamilySaysWhatItKnows) {
     const RfField field;
-    for (const char* family : {"evdo", "hspa"}) {
+    const struct {
+        const char *family, *unsolicited;
+    } cases[] = {{"evdo", "\r\n^HRSSILVL: 60\r\n"}, {"hspa", "\r\n^RSSI: 18\r\n"}};
+    for (const auto& [family, unsolicited] : cases) {
         const Module module(parseModule(family).module, 0, field);
         for (const std::string& answer : module.everyAnswer()) {
             EXPECT_EQ(answer.find_first_of("{}"), std::string::npos) << family << ": " << answer;
         }
+        EXPECT_EQ(module.unsolicited(), unsolicited);
         EXPECT_EQ(module.state().find_first_of("{}"), std::string::npos) << module.state();
     }
 }
