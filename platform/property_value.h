@@ -9,9 +9,9 @@
 // to release. No function but Release takes a reference away. A null Value is
 // "no value"; only KindOf and Release accept it.
 //
-// Platforms differ in what they make of two things, so nobody may rely on either: bytes from 0x80
-// on in kAscii, which are Latin-1 for one and refused by another, and a double that is out of an
-// integer's range, which becomes the nearest integer or is refused.
+// Platforms differ in two things, so nobody may rely on either: bytes from 0x80 on are Latin-1 in
+// kAscii, or not valid there; and the double 2^63 becomes the largest 64-bit integer, or does not
+// convert.
 namespace property {
 
 using Value = const void*;
