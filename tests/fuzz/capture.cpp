@@ -7,6 +7,7 @@
 #include "discovery/registry_services.h"
 #include "platform/simulated/capture.h"
 #include "platform/simulated/registry_model.h"
+#include "platform/simulated/registry_path.h"
 #include "platform/simulated/simulated_values.h"
 #include "tests/fuzz/fuzz_target.h"
 
@@ -19,6 +20,7 @@ static constexpr const char* kPieces[] = {
     "<string>n</string>", "<string>&#128246;&lt;</string>", "<string/>",
     "<integer>7</integer>", "<integer>-1</integer>", "<integer>18446744073709551615</integer>",
     "<real>1e300</real>", "<data>AAECAw==</data>", "<data/>", "<true/>", "<false/>", "<date/>",
+    "<key>IOServiceState</key>", "<string>1D,0</string>",
 };
 // clang-format on
 
@@ -48,6 +50,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const bool loaded = simulated::loadCapture(&model, 0, path, &problem);
     require(loaded == problem.empty(), "a refusal says why");
     for (const simulated::EntryRecord& entry : model.entries) readProperties(model, entry);
+    for (const std::string& way : {content, std::string("n@1d/@1D,00/n/")}) {
+        const std::uint32_t node = simulated::findNode(model, model.planes[0], way.c_str());
+        require(node == simulated::kNone || node < model.planes[0].nodes.size(), "a node or none");
+    }
     require(simulated::LiveValues() == 0, "no value is left");
     return 0;
 }
