@@ -336,6 +336,11 @@ TEST_F(StationRoot, TakesExclusiveUseOffALineThatOutlivesItsUser) {
         const int fd = host::OpenDevice("/dev/cu.x", O_RDWR | O_NOCTTY);
         EXPECT_EQ(ioctl(fd, TIOCEXCL), 0);
         host::CloseDevice(fd);
+#ifdef TIOCGEXCL
+        int exclusive = -1;
+        EXPECT_EQ(ioctl(pty.slave, TIOCGEXCL, &exclusive), 0);
+        EXPECT_EQ(exclusive != 0, isStations);
+#endif
         const int next = host::OpenDevice("/dev/cu.x", O_RDWR | O_NOCTTY);
         EXPECT_EQ(next == -1, isStations);
         if (next != -1) host::CloseDevice(next);

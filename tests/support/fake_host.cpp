@@ -22,6 +22,7 @@ static std::atomic<int> gPort = -1;
 // In front of the system's.
 extern "C" ssize_t write(int fd, const void* bytes, std::size_t size) {
     if (fd == gPort && gHost.writes-- <= 0) {
+        breakLine("");
         errno = EIO;
         return -1;
     }
