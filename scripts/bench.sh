@@ -13,10 +13,10 @@ top=$(cd "$(dirname "$0")/.." && pwd)
 hspa=/dev/cu.wwanCMD19
 evdo=/dev/cu.wwanCMD29
 
-# row NAME RUNS PROGRAM OPERAND...: Tarnwick stands for all builds of it.
+# row NAME RUNS PROGRAM OPERAND...: one without a path is each build's.
 row() {
     local name=$1 runs=$2 programs=("$3") commands=() program calls peak
-    [ "$3" != Tarnwick ] || programs=("$build/Tarnwick" ${beside:+"$beside/Tarnwick"})
+    [ "${3#/}" != "$3" ] || programs=("$build/$3" ${beside:+"$beside/$3"})
     shift 3
     : >"$work/traces"
     for program in "${programs[@]}"; do
@@ -80,9 +80,18 @@ rows() {
 -s 1 7 9400 -50 0 $hspa
 -s 1 1 25 -50 0 $evdo
 END
-    mkdir -p "$work/large/ioregistry"
+    "$build/tarnwick-station" -r "$work/relay" --time-scale 0.001 \
+        -m "hspa,device=$TARNWICK_STATION$hspa" >"$work/ready" &
+    until [ -s "$work/ready" ] || ! kill -0 $!; do sleep 0.1; done
+    TARNWICK_STATION=$work/relay row '-w, HSPA, relayed' "$runs" Tarnwick -w $hspa
+    kill $!
+    mkdir -p "$work/large/ioregistry" "$work/tree/ioregistry"
     capture 100000 >"$work/large/ioregistry/IOService.plist"
     TARNWICK_STATION=$work/large row '-v, 100,000 entries' $((runs / 10 + 2)) Tarnwick -v
+    # It is built with the tests.
+    [ -x "$build/devicetree_bench" ] && [ -x "${beside:-$build}/devicetree_bench" ] || return 0
+    "$build/devicetree_bench" capture >"$work/tree/ioregistry/IOService.plist"
+    TARNWICK_STATION=$work/tree row 'tarnwick_devicetree' "$runs" devicetree_bench
 }
 
 if [ "${BENCH_WORK-}" ]; then
