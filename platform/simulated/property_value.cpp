@@ -88,7 +88,7 @@ static int byteOf(std::string_view character, property::Encoding encoding) {
 static std::size_t copyCharacters(const std::string& text, std::uint8_t* bytes, std::size_t size) {
     std::size_t used = std::min(size, text.size());
     while (used < text.size() && used > 0 && isContinuation(text[used])) --used;
-    memcpy(bytes, text.data(), used);
+    std::copy_n(text.data(), used, bytes);
     return used;
 }
 
