@@ -216,14 +216,14 @@ TEST_F(DeviceTree, ComparesPathsWholeNameByWholeName) {
     };
     const auto boot = add("Mouse / Boot", "1D");
     const auto second = add("Mouse / Boot", "1E,0");
-    const auto under = simulated::AddEntry(kDeviceTreePlane, second, {"a:b@c/", "N"});
+    const auto under = simulated::AddEntry(kDeviceTreePlane, second, {"x:b@c/", "N"});
     const auto zeros = add("n", "00000000");
     add("n", "0");
     const auto parts = add("n", "1,2");
     const auto nameless = add("", "7");
     const std::string digits(40, '1');
     const auto wide = add("n", digits.c_str());
-    add("n", "slot");
+    add("n", "1z");
     const struct {
         std::string path;
         simulated::Entry entry;
@@ -231,8 +231,9 @@ TEST_F(DeviceTree, ComparesPathsWholeNameByWholeName) {
                  {"/Mouse / Boot@1e", second},
                  {"/Mouse / Boot@01d/", boot},
                  {"/@1E", second},
-                 {"/Mouse / Boot@1E,00/a:b@c/", under},
-                 {"/@1E/a:b@c//", under},
+                 {"/Mouse / Boot@1E,00/x:b@c/", under},
+                 {"/@1E/x:b@c//", under},
+                 {"/@1Ex:b@c/", 0},
                  {"/n", zeros},
                  {"/n@0", zeros},
                  {"/n@0,0", zeros},
@@ -247,12 +248,13 @@ TEST_F(DeviceTree, ComparesPathsWholeNameByWholeName) {
                  {"/n@,0", 0},
                  {"/n@0x0", 0},
                  {"/n@ 0", 0},
-                 {"/n@slot", 0},
+                 {"/n@1z", 0},
                  {"/n:0", 0},
                  {"/Mouse ", 0},
                  {"/Mouse / Boot@1F", 0},
                  {"//n", 0},
                  {"/n//", 0},
+                 {"//", 0},
                  {"/" + std::string(10000, 'n'), 0}};
     const auto find = [](const std::string& path) {
         const registry::Object entry = registry::EntryFromPath(1, path.c_str());
