@@ -261,7 +261,8 @@ class Reader {
             return open({Level::kEntries, level.node});
         }
         if (!isContainer(element)) return startText(element, true);
-        if (level.key != kProperty) return refuseHere(kNotEntries);
+        // What tells an entry from others is a text or a number.
+        if (level.key < kRetainCount) return refuseHere(kNotEntries);
         endValue(&level, element);
         open({Level::kValue, 0});
     }
