@@ -10,7 +10,7 @@ namespace station {
 using std::chrono::milliseconds;
 
 // For those who are on the way to an old pty: they need microseconds, or a turn of a busy host.
-static constexpr milliseconds kGrace{100};
+static constexpr milliseconds kGrace{50};
 static constexpr std::size_t kMostOld = 8;
 // How often a pty is looked at that somebody may come to, where waiting for it does not tell.
 static constexpr milliseconds kLook{10};

@@ -59,7 +59,7 @@ int takeSignal() {
     return read(signalPipe[0], &signal, 1) == 1 ? signal : 0;
 }
 
-// A program that is executed has no handlers of the one before it, but what that ignored.
+// The exec drops handlers by itself; what is ignored stays ignored.
 void restoreSignals() {
     for (std::size_t index = 0; index < std::size(kChanged); ++index) {
         std::signal(kChanged[index], handlersBefore[index]);
