@@ -49,8 +49,9 @@ void Line::receive() {
 void Line::advance(Clock::time_point now) {
     turn_ = now;
     for (const Old& old : old_) old.tenure->advance(now);
-    current_->advance(now);
+    // Before its user gets an answer and may go: what fails about it is said to him.
     if (current_->hasUser()) makeNext(now);
+    current_->advance(now);
     if (current_->isOver()) replace(now);
     closeOld(now);
 }

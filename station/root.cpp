@@ -235,11 +235,13 @@ void Root::writeState(const std::string& name, std::string_view text) const {
     if (exists()) writeFile("state/" + name, text);
 }
 
-bool Root::driverMayHaveChanged() {
-    if (watch_) return watch_.hasHappened();
+bool Root::driverWasWritten() {
+    const fs::path path = path_ / "state/driver";
     std::error_code ignored;
-    const fs::file_time_type written = fs::last_write_time(path_ / "state/driver", ignored);
-    return std::exchange(driverWritten_, written) != written;
+    struct stat status = {};
+    stat(path.c_str(), &status);
+    const WrittenFile now{status.st_ino, fs::last_write_time(path, ignored)};
+    return std::exchange(driverFile_, now) != now;
 }
 
 // Opening a FIFO for reading would wait for a writer.

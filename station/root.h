@@ -1,8 +1,11 @@
 #pragma once
 
+#include <sys/types.h>
+
 #include <filesystem>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "station/descriptor.h"
@@ -47,13 +50,18 @@ class Root {
     void writeState(const std::string& name, std::string_view text) const;
 
     bool driverLoaded() const;
-    // Whether the driver's state may have been written since this was asked before.
-    bool driverMayHaveChanged();
-    // Ready to read once it was written; -1 where the host cannot tell, and the station has to look
-    // around.
+    // Whether the driver's state was written since this was asked before: by the driver tools,
+    // which make a new file of it each time.
+    bool driverWasWritten();
+    // Whether it may have been, as far as the host tells without a look at the file.
+    bool driverMayHaveChanged() const { return !watch_ || watch_.hasHappened(); }
+    // Ready to read once it may have been; -1 where the host cannot tell, and the station has to
+    // look around.
     int watchDescriptor() const { return watch_.descriptor(); }
 
   private:
+    using WrittenFile = std::pair<ino_t, std::filesystem::file_time_type>;
+
     void take(const std::string& directory);
     bool isAtItsPath() const;
     void unlinkDevices() const;
@@ -70,8 +78,8 @@ class Root {
     Descriptor folder_;           // the folder itself, locked; never empty after the constructor
     // Of a temporary folder: its removal takes descriptors when there may be none. Given back then.
     std::vector<Descriptor> reserve_;
-    Watch watch_;                                         // of the state folder; set by fill()
-    std::filesystem::file_time_type driverWritten_ = {};  // set by driverMayHaveChanged()
+    Watch watch_;                  // of the state folder; set by fill()
+    WrittenFile driverFile_ = {};  // the driver's state; set by driverWasWritten()
 };
 
 }  // namespace station

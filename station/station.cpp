@@ -146,12 +146,13 @@ void Station::saveState(const std::string& name, const Instrument& instrument) {
     }
 }
 
-// An unload takes the node along. So when the node is missing, the driver was unloaded and loaded
-// again since the last look.
+// An unload takes the node along. So when the state was written and the node is missing, the driver
+// was unloaded and loaded again since the last look.
 void Station::driverChanged() {
     const bool wasLoaded = driverLoaded_;
     driverLoaded_ = root_.driverLoaded();
-    const bool isMissing = adapterDue_ == kNever && !root_.hasDevice(kAdapter);
+    const bool wasWritten = root_.driverWasWritten();
+    const bool isMissing = wasWritten && adapterDue_ == kNever && !root_.hasDevice(kAdapter);
     const bool wasUnloaded = wasLoaded && (!driverLoaded_ || isMissing);
     if (wasUnloaded) {
         transcript_.add("driver", '!', "unloaded");

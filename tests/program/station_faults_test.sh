@@ -46,6 +46,11 @@ identity() {
 leads_elsewhere() { [ "$(readlink "$node")" != "$1" ]; }
 served_elsewhere() { identity after && leads_elsewhere "$1"; }
 is_gone() { rmdir "$1" 2>/dev/null; }
+free_descriptor() {
+    local fd=0
+    while [ -e "/proc/$PPID/fd/$fd" ]; do fd=$((fd + 1)); done
+    echo "$fd"
+}
 open_descriptors() { find "/proc/$PPID/fd" -type l | wc -l; }
 resident() { awk '/VmRSS/ { print $2 }' "/proc/$PPID/status"; }
 
@@ -69,11 +74,16 @@ in_reloaded_unseen() {
     done
 }
 
+complaints() { grep -c 'no new pty' "$TARNWICK_SAID"; }
+
 # short_of TAKE GIVE: the command TAKE takes away what the next pty needs, GIVE gives it back.
 short_of() {
-    local round
+    local round before
+    sleep 0.2  # until old ptys are closed
+    before=$(complaints)
     eval "$1" || fail "cannot do: $1"
     for round in 1 2 3 4; do identity "$round after $1"; done
+    [ "$(complaints)" = $((before + 1)) ] || fail "not said once: $(cat "$TARNWICK_SAID")"
     eval "$2" || fail "cannot do: $2"
     until_true served_elsewhere "$(readlink "$node")"
 }
@@ -88,8 +98,8 @@ in_no_next_pty() {
             'mount -o remount,max=1000 /dev/pts'
     fi
     [ "$(id -u)" = 0 ] || short_of 'chmod a-w dev' 'chmod u+w dev'
-    sleep 0.2  # until old ptys are closed
-    short_of "prlimit --nofile=$(open_descriptors): --pid $PPID" "prlimit --nofile=1000: --pid $PPID"
+    # shellcheck disable=SC2016
+    short_of 'prlimit --nofile="$(free_descriptor):" --pid "$PPID"' 'prlimit --nofile=1000: --pid "$PPID"'
 }
 
 in_node_at_every_moment() {
@@ -161,10 +171,7 @@ no_next_pty() {
     if [ "$(id -u)" = 0 ] && [ -n "${TARNWICK_PRIVATE-}" ]; then
         mount -t tmpfs -o nr_inodes=60 tmpfs root
     fi
-    at_station no_next_pty -r root 2>said
-    # Once for each of what was missing.
-    grep 'no new pty' said | sort | uniq -c | awk '$1 != 1 { exit 1 }' || fail "$(cat said)"
-    grep -q 'no new pty' said || fail 'nothing was said'
+    TARNWICK_SAID=$PWD/said at_station no_next_pty -r root 2>said
 }
 
 temporary_root() {
