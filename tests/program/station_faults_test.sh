@@ -191,7 +191,7 @@ ignored_signals() {
     # shellcheck disable=SC2016
     said=$(trap '' HUP INT QUIT && station sh -c 'kill -INT $PPID; grep SigIgn /proc/self/status') ||
         fail "status $?"
-    [ "$said" = "$(printf 'SigIgn:\t0000000000000007')" ] || fail "$said"
+    [ $((0x${said#SigIgn:?} & 7)) = 7 ] || fail "$said"
 }
 
 root_gone_under_a_deaf_command() {

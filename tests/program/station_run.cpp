@@ -39,6 +39,8 @@ Started start(const std::vector<std::string>& program, const std::vector<std::st
     Started started{fork(), output[0], errors[0]};
     if (started.process == 0) {
         for (const std::string& word : environment) putenv(const_cast<char*>(word.c_str()));
+        // A shell's background job starts with these ignored, and so would the program.
+        for (const int signal : {SIGHUP, SIGINT, SIGQUIT}) ::signal(signal, SIG_DFL);
         dup2(output[1], STDOUT_FILENO);
         if (takeErrors) dup2(errors[1], STDERR_FILENO);
         std::vector<char*> words;
