@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 #include <limits>
 #include <string_view>
 
@@ -25,24 +26,13 @@ constexpr int kChunk = 1 << 14;
 // Expat looks at an unfinished tag or comment from its beginning with each chunk.
 constexpr std::uint64_t kLongestTag = std::uint64_t{1} << 20;
 
-// The keys that ioreg adds to an entry's own properties; the last four tell its state, which nobody
-// asks for.
-enum Structure {
-    kChildren,
-    kName,
-    kClass,
-    kLocation,
-    kId,
-    kRetainCount,
-    kState,
-    kBusyState,
-    kBusyTime,
-    kProperty
-};
-constexpr const char* kStructure[] = {
+// The keys that ioreg adds to an entry's own properties. From the sixth on they tell its state,
+// which nobody asks for.
+constexpr const char* kAdded[] = {
     "IORegistryEntryChildren", "IORegistryEntryName", "IOObjectClass",
     "IORegistryEntryLocation", "IORegistryEntryID",   "IOObjectRetainCount",
     "IOServiceState",          "IOServiceBusyState",  "IOServiceBusyTime"};
+enum Structure { kChildren, kName, kClass, kLocation, kId, kState, kProperty = std::size(kAdded) };
 
 // The elements inside of a property list, the frequent ones first.
 enum Element : std::uint8_t {
@@ -150,7 +140,10 @@ class Reader {
             if (count == -1) return strerror(errno);
             atEnd = count == 0;
             if (fed_ == 0) recognise(fd, {static_cast<const char*>(chunk), std::size_t(count)});
-            take(static_cast<int>(count));
+            fed_ += static_cast<std::uint64_t>(count);
+            model_->bytesRead += static_cast<std::uint64_t>(count);
+            checkSize(0);  // the file may grow
+            if (problem_.empty()) parse(static_cast<int>(count));
         }
         return problem_;
     }
@@ -184,14 +177,6 @@ class Reader {
         if (begin != head.npos && head.compare(begin, 3, "+-o") == 0) {
             refuse("the text that ioreg prints without -a; take the capture with ioreg -a -l");
         }
-    }
-
-    // A piece of the file that stands in the parser's buffer; one of 0 bytes is the end.
-    void take(int count) {
-        fed_ += static_cast<std::uint64_t>(count);
-        model_->bytesRead += static_cast<std::uint64_t>(count);
-        checkSize(0);
-        if (problem_.empty()) parse(count);
     }
 
     void parse(int count) {
@@ -262,7 +247,7 @@ class Reader {
         }
         if (!isContainer(element)) return startText(element, true);
         // What tells an entry from others is a text or a number.
-        if (level.key < kRetainCount) return refuseHere(kNotEntries);
+        if (level.key < kState) return refuseHere(kNotEntries);
         endValue(&level, element);
         open({Level::kValue, 0});
     }
@@ -324,11 +309,11 @@ class Reader {
         const char* key = &model_->texts[textBegin_];
         if (levels_.size() == 1 && strcmp(key, "$archiver") == 0) refuse(kArchive);
         int structure = strncmp(key, "IO", 2) == 0 ? 0 : kProperty;
-        while (structure < kProperty && strcmp(key, kStructure[structure]) != 0) ++structure;
+        while (structure < kProperty && strcmp(key, kAdded[structure]) != 0) ++structure;
         level->key = static_cast<Structure>(structure);
         level->hasKey = true;
         key_ = static_cast<Text>(textBegin_);
-        if (structure == kProperty) return;
+        if (level->key == kProperty) return;
         level->isEntry = true;
         model_->texts.resize(textBegin_);
     }

@@ -28,7 +28,7 @@ struct CapturedProperty {
 // the registry writes `references` and `properties`, settleNodes `planes`.
 struct EntryRecord {
     std::uint64_t id = 0;                 // 0: an entry of its own
-    Text name = 0;                        // that of its latest place
+    Text name = 0;                        // at its first place
     Text className = 0;                   // 0: no class finds it
     std::uint32_t firstCaptured = kNone;  // a chain through Model::captured, the last one first
     std::uint32_t references = 0;         // to it that are handed out and not given back

@@ -3,42 +3,36 @@
 #include <strings.h>
 
 #include <cstring>
-#include <string_view>
+#include <string>
 
 namespace simulated {
-
-// Takes the next number of a location and the comma behind it. `digits` leaves out leading zeros,
-// so it is empty for 0; behind the last number, too, since "1D" is "1D,0". False if a number is
-// missing.
-static bool takeNumber(const char** location, bool* ended, std::string_view* digits) {
-    const std::size_t length = *ended ? 0 : strspn(*location, "0123456789abcdefABCDEF");
-    const std::size_t zeros = *ended ? 0 : strspn(*location, "0");
-    *digits = {*location + zeros, length - zeros};
-    if (*ended) return true;
-    *location += length;
-    *ended = **location != ',';
-    if (!*ended) ++*location;
-    return length > 0;
-}
 
 static bool isEnd(char behindComponent) {
     return behindComponent == '\0' || behindComponent == '/';
 }
 
+// Takes the location that the text begins with: its numbers without zeros in front, a comma behind
+// each but behind zeros at the end. False where a number is missing.
+static bool takeLocation(const char** text, std::string* numbers) {
+    for (;; ++*text) {
+        const std::size_t length = strspn(*text, "0123456789abcdefABCDEF");
+        const std::size_t zeros = strspn(*text, "0");
+        if (length == 0) return false;
+        numbers->append(*text + zeros, length - zeros).push_back(',');
+        *text += length;
+        if (**text != ',') break;
+    }
+    numbers->erase(numbers->find_last_not_of(',') + 1);
+    return true;
+}
+
 // The end of the path's component, whose rest is a location, when it is this one; else null.
 static const char* matchLocation(const char* path, const char* location) {
-    bool pathEnded = false;
-    bool locationEnded = false;
-    while (!pathEnded || !locationEnded) {
-        std::string_view wanted;
-        std::string_view number;
-        if (!takeNumber(&path, &pathEnded, &wanted) ||
-            !takeNumber(&location, &locationEnded, &number) || wanted.size() != number.size() ||
-            strncasecmp(wanted.data(), number.data(), wanted.size()) != 0) {
-            return nullptr;
-        }
-    }
-    return isEnd(*path) && *location == '\0' ? path : nullptr;
+    std::string wanted;
+    std::string numbers;
+    if (!takeLocation(&path, &wanted) || !isEnd(*path)) return nullptr;
+    if (!takeLocation(&location, &numbers) || *location != '\0') return nullptr;
+    return strcasecmp(wanted.c_str(), numbers.c_str()) == 0 ? path : nullptr;
 }
 
 // The end of the path's first component when it stands for the node, else null.
