@@ -22,22 +22,18 @@ struct RelayLine {
 
 // A user at a real device.
 //
-// 1. The device is opened for this user alone when he comes, and closed when he has gone. One that
-// is
-//    busy or not quite there is tried again for a second, as another station's line is for a moment
-//    after each user. One that cannot be opened costs a line on standard error and a hang-up.
-// 2. Bytes pass both ways as they come. What one side does not take yet is kept, and no more is
-// read
-//    from the other meanwhile. A device that goes away hangs up behind the last of its bytes, and
-//    one that takes nothing of what there is for it in half a minute is taken for gone.
-// 3. The transcript shows the user's lines, and the device's bytes as they are passed on.
-// 4. A fault that keeps commands from the device holds a line's bytes back until they cannot be
-// such
-//    a command. The others disturb the first piece that the device says after the command; all
-//    further pieces keep behind it.
-// 5. A command makes its user's earlier answers be dropped where they are late by a fault, and
-// starts
-//    the chatter.
+// 1. The device is opened for this user alone when he comes, and closed when he has gone. It is
+//    tried for a second, as another station's line is busy for a moment after each user. If it
+//    cannot be opened, that costs a line on standard error and a hang-up.
+// 2. Bytes pass both ways as they come. What one side does not take yet is kept, and meanwhile no
+//    more is read from the other.
+// 3. A device that goes away hangs up, after the last of its bytes. One that takes nothing of what
+//    there is for it in half a minute is taken for gone.
+// 4. The transcript shows the user's lines, and the device's bytes as they are passed on.
+// 5. A fault that keeps commands from the device holds a line's bytes back until they cannot be
+//    such a command. Other faults disturb the device's first piece after the command. Further
+//    pieces stay behind it.
+// 6. A command drops the earlier answers that a fault has made late, and starts the chatter.
 class Relay : public Session {
   public:
     Relay(Wire* wire, const RelayLine& line);

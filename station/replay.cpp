@@ -12,7 +12,7 @@ namespace station {
 
 using std::chrono::milliseconds;
 
-// A pause is no longer, so that it can be multiplied by any time scale.
+// The longest pause, so that it can be multiplied by any time scale.
 static constexpr milliseconds kLongestDelay{3600000};
 
 Replay::Replay(const std::string& path, const std::string& name, std::string unsolicited)

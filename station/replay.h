@@ -12,13 +12,12 @@ namespace station {
 
 // An instrument that answers as a transcript says that another did.
 //
-// - A recorded answer belongs to the last command before it, with its pieces, the time of each and
-// a
-//   hang-up, until its user closed. What came before a user's first command is not replayed.
-// - A command gets the next recorded answer to the same command, and the last one again when they
-// are
-//   used up. That may be silence.
-// - One that was never recorded is answered ERROR and noted.
+// 1. A recorded answer belongs to the last command before it. It has all its pieces, the time of
+//    each, and a hang-up. It ends where the user closed; what comes before a user's first command
+//    is not replayed.
+// 2. A command gets the next recorded answer to the same command, which may be silence. When all
+//    were given, it gets the last one again.
+// 3. One that was never recorded is answered ERROR and noted.
 class Replay : public Instrument {
   public:
     // Replays that line of the transcript. Throws std::invalid_argument when it cannot be read or

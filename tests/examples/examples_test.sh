@@ -149,6 +149,19 @@ done | LC_ALL=C sort)" "$(LC_ALL=C sort <<<"$output")"
 expect 'many stations: summary' 'good: good
 weak: failed (1)' "$(sed -n 's/ after [0-9.]* s$//p' errors)"
 
+# What another station's module says is recorded, replayed without it, and changed.
+recorded() { TIME_SCALE=0.001 "$examples/as-recorded" log "$@"; }
+# shellcheck disable=SC2016 # the inner shell's
+expect 'recorded: the module itself' $'ON\n012345006780006\nexit status 0' \
+    "$(export -f recorded && export examples && station -m hspa -- bash -c \
+        'recorded "hspa,device=$TARNWICK_STATION/dev/cu.wwanCMD19" sh -c "Tarnwick -w; Tarnwick -e"')"
+expect 'recorded: the same again' '0' "$(recorded hspa sh -c 'Tarnwick -w; Tarnwick -e'; echo $?)"
+sed -i.bak s/012345006780006/490154203237518/ log
+expect 'recorded: another answer, and a command that is new' \
+    ' ON|-012345006780006|+490154203237518|+| exit status 0|never recorded: AT!PRIID?|1' \
+    "$({ recorded hspa sh -c 'Tarnwick -w; Tarnwick -e; Tarnwick -k'; echo $?; } |
+        tail -n +4 | paste -sd '|' -)"
+
 # Logins, with an "ssh" that stays on this machine. A login has a SHELL, which this run may lack.
 # shellcheck disable=SC2016 # its script
 printf '%s\n' '#!/bin/sh' 'until [ "$1" = exec ]; do shift; done' 'SHELL=/bin/sh exec sh -c "$*"' >ssh
@@ -178,8 +191,9 @@ many-stations
 many-stations stations.tsv
 many-stations absent.tsv true
 many-stations -S mac-01
+as-recorded log hspa
 END
-for script in station-check simulated-check receive-sweep many-stations; do
+for script in station-check simulated-check receive-sweep many-stations as-recorded; do
     output=$("$examples/$script" -h)
     expect "$script -h" '0 Usage:' "$? ${output%% *}"
 done
