@@ -27,7 +27,7 @@ struct GeneratorCommand {
     Operand operand = Operand::kNone;
 };
 
-struct OutputLevel {
+struct OutputSetting {
     double frequency = 0;  // MHz
     std::int32_t power = 0;
 };
@@ -119,16 +119,17 @@ std::int32_t VerifySignalGeneratorConnection() {
     return result == kGeneratorOk ? closeLink(&link) : failLink(&link, result);
 }
 
-static void formatCommand(const GeneratorCommand& command, const OutputLevel& level, char* text) {
+static void formatCommand(const GeneratorCommand& command, const OutputSetting& setting,
+                          char* text) {
     switch (command.operand) {
         case Operand::kNone:
             copyText(text, kCommandSize, command.format);
             break;
         case Operand::kFrequency:
-            formatText(text, kCommandSize, command.format, level.frequency);
+            formatText(text, kCommandSize, command.format, setting.frequency);
             break;
         case Operand::kPower:
-            formatText(text, kCommandSize, command.format, level.power);
+            formatText(text, kCommandSize, command.format, setting.power);
             break;
     }
 }
@@ -145,12 +146,12 @@ static bool writeCommand(GeneratorLink* link) {
 }
 
 static std::int32_t runCommands(const char* operation, std::span<const GeneratorCommand> commands,
-                                const OutputLevel& level) {
+                                const OutputSetting& setting) {
     GeneratorLink link;
     const std::int32_t result = openLink(&link, operation, false);
     if (result != kGeneratorOk) return result;
     for (const GeneratorCommand& command : commands) {
-        formatCommand(command, level, link.command);
+        formatCommand(command, setting, link.command);
         if (!writeCommand(&link)) return kGeneratorFailed;
     }
     return closeLink(&link);

@@ -9,9 +9,8 @@
 // the open and stops no root. Two kinds of line differ in what becomes of the mark:
 // - A station's own pty, which has the sticky bit, is for one user, and another pty follows it. The
 //   mark stays on it and keeps the next user away until the node leads to the other.
-// - Any other line outlives its users. Where somebody keeps a pty open, the mark would, too:
-// closing
-//   takes it off, and one that a killed user has left stops nobody who may open the node.
+// - Any other line outlives its users, and so would the mark where somebody keeps a pty open. It is
+//   taken off at the close. One that a killed user has left stops nobody who may open the node.
 namespace simulated {
 
 // As open(2), with EBUSY for a node that somebody else has and for a station's pty that has had its
