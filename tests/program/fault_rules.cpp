@@ -242,13 +242,20 @@ static bool saysTheSame(const Outcome& outcome, const Outcome& other) {
     return outcome.output == other.output && outcome.status == other.status;
 }
 
+static bool holds(const string& text, const char* part) {
+    return text.find(part) != string::npos;
+}
+
 // The generator is at work with a part of the commands, or the driver was unloaded and the failure
 // is the exit status.
 static bool isPossibleAtGenerator(const Outcome& outcome) {
-    const string ending = "returns error " + std::to_string(outcome.status) + "\n";
-    if (outcome.status != 0) return !outcome.isDriverLoaded && outcome.output.ends_with(ending);
-    return outcome.isDriverLoaded &&
-           (outcome.output == kUnheard || outcome.output.starts_with("Device Identification = "));
+    const string& output = outcome.output;
+    if (outcome.status == 0) {
+        const bool isIdentified = output.starts_with("Device Identification = ");
+        return outcome.isDriverLoaded && (output == kUnheard || isIdentified);
+    }
+    return !outcome.isDriverLoaded && holds(output, "SerialPort: Error") &&
+           output.ends_with("returns error " + std::to_string(outcome.status) + "\n");
 }
 
 bool isPossible(const Dialogue& dialogue, std::size_t index, const Outcome& outcome) {
@@ -262,6 +269,6 @@ bool isPossible(const Dialogue& dialogue, std::size_t index, const Outcome& outc
         if (saysTheSame(outcome, lostAt(dialogue, later, writeError))) return true;
     }
     // Between the last answer and the close, or between two users.
-    return outcome.output.find("CloseSerialPort: Error") != string::npos ||
-           outcome.output.find("Error opening serial port") != string::npos;
+    return holds(outcome.output, "CloseSerialPort: Error") ||
+           holds(outcome.output, "Error opening serial port");
 }

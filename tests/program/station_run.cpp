@@ -132,13 +132,9 @@ ToolRun runProgram(const std::vector<std::string>& program,
 TestStation::TestStation(std::vector<std::string> options, double timeScale) {
     std::string pattern = variable("TMPDIR", "/tmp") + "/tarnwick-test-XXXXXX";
     root_ = fs::canonical(mkdtemp(pattern.data()));
-    std::vector<std::string> command = {stationPath(),
-                                        "--root",
-                                        root_,
-                                        "--transcript",
-                                        root_ + "/transcript",
-                                        "--time-scale",
-                                        std::to_string(timeScale)};
+    std::vector<std::string> command = {stationPath(), "--root=" + root_,
+                                        "--transcript=" + root_ + "/transcript",
+                                        "--time-scale=" + std::to_string(timeScale)};
     command.insert(command.end(), options.begin(), options.end());
     const Started started = start(command, {}, false);
     process_ = started.process;

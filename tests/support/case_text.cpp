@@ -18,10 +18,6 @@ struct Block {
     std::vector<CaseLine> rows;
 };
 
-bool holds(const std::vector<std::string>& words, const std::string& word) {
-    return std::find(words.begin(), words.end(), word) != words.end();
-}
-
 CaseLine lineOf(const std::string& text, const std::string& place) {
     if (text.starts_with('|')) return {place, "|", text.substr(1)};
     const std::size_t end = std::min(text.find(' '), text.size());
@@ -44,7 +40,7 @@ std::vector<Block> readBlocks(const std::string& path, const std::vector<std::st
             blocks.back().columns = wordsOf(line.text);
         } else if (line.mark == "row" && !blocks.back().columns.empty()) {
             blocks.back().rows.push_back(line);
-        } else if (holds(marks, line.mark)) {
+        } else if (std::find(marks.begin(), marks.end(), line.mark) != marks.end()) {
             blocks.back().shape.lines.push_back(line);
         } else {
             refuse(line);
@@ -127,23 +123,25 @@ std::string nameOf(const Case& testCase) {
 }
 
 std::string unescaped(const CaseLine& line) {
-    const std::string& text = line.text;
+    static const std::string kCodes = "rnt\\";
+    static const char kBytes[] = "\r\n\t\\";
     std::string bytes;
-    for (std::size_t at = 0; at < text.size(); ++at) {
-        if (text[at] != '\\') {
-            bytes += text[at];
+    for (std::size_t at = 0; at < line.text.size(); ++at) {
+        if (line.text[at] != '\\') {
+            bytes += line.text[at];
             continue;
         }
-        const char code = ++at < text.size() ? text[at] : '\0';
+        const std::string code = line.text.substr(at + 1, 3);
+        const std::size_t known = code.empty() ? std::string::npos : kCodes.find(code[0]);
         unsigned value = 0;
-        if (code == 'x' && sscanf(text.substr(at + 1, 2).c_str(), "%2X", &value) == 1) {
+        if (known != std::string::npos) {
+            bytes += kBytes[known];
+        } else if (sscanf(code.c_str(), "x%2X", &value) == 1) {
             bytes += static_cast<char>(value);
-            at += 2;
-        } else if (code == 'r' || code == 'n' || code == 't' || code == '\\') {
-            bytes += code == 'r' ? '\r' : code == 'n' ? '\n' : code == 't' ? '\t' : '\\';
         } else {
             refuse(line);
         }
+        at += known != std::string::npos ? 1 : 3;
     }
     return bytes;
 }

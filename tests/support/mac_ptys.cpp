@@ -92,6 +92,10 @@ void makeCooked(int fd) {
     ioctl(fd, TCSETS, &settings);
 }
 
+bool takesMode(int flags) {
+    return (flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE;
+}
+
 int opened(int fd, int flags) {
     const int error = errno;
     const int pty = fd == -1 ? -1 : slaveNumber(fd);
@@ -119,8 +123,7 @@ extern "C" {
 int openat(int folder, const char* path, int flags, ...) {
     va_list arguments;
     va_start(arguments, flags);
-    const bool hasMode = (flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE;
-    const mode_t mode = hasMode ? va_arg(arguments, mode_t) : 0;
+    const mode_t mode = takesMode(flags) ? va_arg(arguments, mode_t) : 0;
     va_end(arguments);
     return opened(openReally(folder, path, flags, mode), flags);
 }
@@ -128,10 +131,9 @@ int openat(int folder, const char* path, int flags, ...) {
 int open(const char* path, int flags, ...) {
     va_list arguments;
     va_start(arguments, flags);
-    const bool hasMode = (flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE;
-    const mode_t mode = hasMode ? va_arg(arguments, mode_t) : 0;
+    const mode_t mode = takesMode(flags) ? va_arg(arguments, mode_t) : 0;
     va_end(arguments);
-    return opened(openReally(AT_FDCWD, path, flags, mode), flags);
+    return openat(AT_FDCWD, path, flags, mode);
 }
 
 // The same under the names that programs are compiled to.
