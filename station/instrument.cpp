@@ -25,10 +25,10 @@ FaultKind faultAt(const Fault& fault, std::string_view command) {
     return isMeant ? fault.kind : FaultKind::kNone;
 }
 
-std::optional<std::vector<Answer>> answerUnheard(FaultKind kind, std::vector<Answer> rejected) {
+std::optional<std::vector<Answer>> answerUnheard(FaultKind kind, std::string_view command) {
     using Answers = std::vector<Answer>;
     if (kind == FaultKind::kSilent) return Answers{};
-    if (kind == FaultKind::kError) return rejected;
+    if (kind == FaultKind::kError) return Answers{{rejection(command)}};
     if (kind == FaultKind::kGarbage) return Answers{{allByteValues()}};
     if (kind == FaultKind::kHangUp) return Answers{{"", milliseconds{0}, true}};
     return std::nullopt;
@@ -54,7 +54,8 @@ std::vector<Answer> disturbed(FaultKind kind, std::vector<Answer> answers) {
 std::vector<Answer> receiveWithFault(const Fault& fault, Instrument* instrument,
                                      std::string_view line) {
     const FaultKind kind = faultAt(fault, line);
-    auto instead = answerUnheard(kind, instrument->reject(line));
+    if (kind == FaultKind::kError) return instrument->reject(line);  // which knows its own form
+    const auto instead = answerUnheard(kind, line);
     return instead ? *instead : disturbed(kind, instrument->receive(line));
 }
 

@@ -48,9 +48,9 @@ class Instrument {
 // The fault's kind if it strikes at this command, else kNone.
 FaultKind faultAt(const Fault& fault, std::string_view command);
 
-// What is answered in the place of a device that does not hear the command, and whose own answer to
-// it would be `rejected`. Nothing when it does hear it.
-std::optional<std::vector<Answer>> answerUnheard(FaultKind kind, std::vector<Answer> rejected);
+// What is answered in the place of a device that does not hear the command; nothing when it does
+// hear it.
+std::optional<std::vector<Answer>> answerUnheard(FaultKind kind, std::string_view command);
 
 // What the fault makes of the answers to a command, or of the first one alone.
 std::vector<Answer> disturbed(FaultKind kind, std::vector<Answer> answers);

@@ -76,7 +76,7 @@ void Relay::takeByte(char byte) {
 // Whether the fault may keep what begins like this from the device.
 bool Relay::mayBeKept() const {
     const Fault& fault = line_.spec.fault;
-    if (!answerUnheard(fault.kind, {})) return false;
+    if (!answerUnheard(fault.kind, command_)) return false;
     const std::size_t length = std::min(fault.command.size(), command_.size());
     return inCapitals(fault.command.substr(0, length)) == inCapitals(command_.substr(0, length));
 }
@@ -94,7 +94,7 @@ void Relay::takeCommand() {
     if (line_.spec.chatter > 0 && chatterDue_ == kNever) chatterDue_ = nextChatter(now);
     late_ = Clock::duration{0};
     kind_ = faultAt(line_.spec.fault, command);
-    const auto instead = answerUnheard(kind_, {{rejection(command)}});
+    const auto instead = answerUnheard(kind_, command);
     if (!instead) return;
     kind_ = FaultKind::kNone;
     isKept_ = true;
@@ -159,16 +159,20 @@ void Relay::schedule(const std::vector<Answer>& answers, Clock::time_point due) 
     }
 }
 
+// A piece is noted before it is written: whoever has read it finds it in the transcript.
 void Relay::writeDue(Clock::time_point now) {
-    isFull_ = false;
+    bool isNoted = std::exchange(isFull_, false);  // the first one, of which a part was written
     while (!isHungUp_ && !pending_.empty() && pending_.begin()->first <= now) {
         Answer& answer = pending_.begin()->second;
-        const std::size_t count = answer.bytes.empty() ? 0 : wire_->write(answer.bytes);
-        if (count > 0) wire_->note('<', answer.bytes.substr(0, count));
-        pendingSize_ -= count;
-        answer.bytes.erase(0, count);
-        isFull_ = !answer.bytes.empty();
-        if (isFull_) return;
+        if (!answer.bytes.empty()) {
+            if (!isNoted) wire_->note('<', answer.bytes);
+            const std::size_t count = wire_->write(answer.bytes);
+            pendingSize_ -= count;
+            answer.bytes.erase(0, count);
+            isFull_ = !answer.bytes.empty();
+            if (isFull_) return;
+        }
+        isNoted = false;
         if (answer.hangUp) return hangUp();
         pending_.erase(pending_.begin());
     }
