@@ -35,6 +35,8 @@ void choose(const Argument& argument,
 
 // A number, decimal or hexadecimal, from `least` to `most`.
 double number(const Argument& argument, double least, double most);
+
+// The same, but whole. wholeNumber() gives it the type of its range.
 double integer(const Argument& argument, double least, double most);
 
 template <typename Integer>

@@ -41,7 +41,8 @@ std::vector<Answer> disturbed(FaultKind kind, std::vector<Answer> answers) {
     Answer& first = answers.front();
     if (kind == FaultKind::kLate) first.delay += kLate;
     if (kind != FaultKind::kHangUpMid && kind != FaultKind::kSplit) return answers;
-    // A first piece that ended a line would end the tool's reading, so the cut is in the first one.
+    // The cut is within the first line: the tool reads up to the end of a line, and would take a
+    // first piece with such an end for the whole answer.
     const std::string bytes = first.bytes;
     const std::size_t half = std::min(bytes.find_first_of("\r\n"), bytes.size()) / 2 + 1;
     const std::size_t cut = std::min(half, bytes.size());

@@ -105,8 +105,7 @@ class Module : public Instrument {
     // +CPBW: the number, type and text of each place that is taken, as +CPBR tells them.
     std::map<int, std::string> phonebook_;
 
-    // The way into test mode: the password opens diagnostics, which then enter test mode. Both
-    // last.
+    // The password opens diagnostics, and those enter test mode. Nothing leaves either again.
     bool diagnostics_ = false;  // !ENTERCND
     bool testMode_ = false;     // !DAFTMACT
 

@@ -106,8 +106,8 @@ static const Row* rowOf(int value) {
     return row == std::end(kRows) ? nullptr : row;
 }
 
-// Says what getopt_long() stopped at. It leaves in `optopt` what it returns for the option: 0 for a
-// long one that is unknown, and that of a row for one that was given an argument it does not take.
+// Refuses the word that getopt_long() stopped at. `optopt` tells why: it is 0 for an unknown long
+// option, an unknown letter, or the value of an option that takes no argument and was given one.
 [[noreturn]] static void refuseWord(int complaint, const std::string& word) {
     if (complaint == ':') refuse("the option needs an argument", word);
     if (optopt == 0) refuse("unknown option", word);

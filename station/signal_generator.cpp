@@ -159,7 +159,7 @@ static std::string wholeHeader(std::string_view header, std::string* path) {
         header.remove_prefix(1);
         path->clear();
     }
-    const std::string whole = *path + std::string(header);
+    std::string whole = *path + std::string(header);
     *path = whole.substr(0, whole.rfind(':') + 1);
     return whole;
 }

@@ -27,6 +27,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::string text = textOf(data, size);
     std::vector<std::string> lines = split("tarnwick-station\n" + text, "\n");
     std::vector<char*> words;
+    words.reserve(lines.size() + 1);
     for (std::string& line : lines) words.push_back(line.data());
     words.push_back(nullptr);
     optind = 0;  // getopt starts anew
