@@ -84,6 +84,7 @@ bool Relay::mayBeKept() const {
 void Relay::takeCommand() {
     const auto now = Clock::now();
     writeDue(now);
+    if (isHungUp_) return;
     std::erase_if(pending_, [&](const auto& step) {
         const bool isDropped = step.first > now && !step.second.hangUp;
         if (isDropped) pendingSize_ -= step.second.bytes.size();
