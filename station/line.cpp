@@ -62,7 +62,7 @@ void Line::makeNext(Clock::time_point now) {
         std::unique_ptr<Tenure> next = makeTenureAtAllCosts();
         settings_.prepare(next->pty().slavePath());
         next_ = std::move(next);
-        if (std::exchange(isStuck_, false)) current_->pty().setReplaceable(true);
+        if (isStuck_) current_->pty().setReplaceable(true);
     } catch (const std::system_error& problem) {
         keepCurrent(problem, now);
     }
@@ -76,11 +76,13 @@ void Line::replace(Clock::time_point now) {
     } catch (const std::system_error& problem) {
         return keepCurrent(problem, now);
     }
+    isStuck_ = false;
     std::unique_ptr<Tenure> old = std::exchange(current_, std::move(next_));
     if (!old->isHungUp()) old->pty().clean();
     old_.push_back({std::move(old), now + kGrace});
 }
 
+// The tool, to which the pty's mode says so, leaves nothing behind on one that is kept.
 void Line::keepCurrent(const std::system_error& problem, Clock::time_point now) {
     nextTry_ = now + kRetry;
     next_.reset();
@@ -109,7 +111,7 @@ Clock::time_point Line::nextDue() const {
         due = std::min(due, old.tenure->nextDue());
         looks = looks || !old.tenure->hasUser();
     }
-    if (isStuck_) due = std::min(due, nextTry_);
+    if (isStuck_ && !next_) due = std::min(due, nextTry_);
     return looks ? std::min(due, turn_ + kLook) : due;
 }
 

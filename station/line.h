@@ -73,7 +73,7 @@ class Line {
     std::vector<Old> old_;             // the oldest first; replace() adds, closeOld() removes
     Clock::time_point turn_;           // when advance() was called last
     Clock::time_point nextTry_ = {};   // set by keepCurrent(): nothing is made or placed before
-    bool isStuck_ = false;             // rule 4 is at work, and was said; set by keepCurrent()
+    bool isStuck_ = false;  // rule 4 is at work, and was said; set by keepCurrent() and replace()
 };
 
 }  // namespace station

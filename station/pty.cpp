@@ -25,6 +25,7 @@ Pty::Pty(bool watchesOpens) : master_(posix_openpt(O_RDWR | O_NOCTTY)) {
     }
     slavePath_ = ptsname(master);
     takesSettingsAtOnce_ = makeRaw();
+    isUnset_ = !takesSettingsAtOnce_;
     tellsOfWriting_ = markUnwritten();
     if (!setReplaceable(true)) fail(slavePath_);
     char byte = 0;
@@ -39,13 +40,16 @@ Pty::Event Pty::read(std::string* bytes) {
     const bool isNothing = count == -1 && errno != EIO;
     const bool hadUser = hasUser_;
     if (count > 0) {
-        if (!takesSettingsAtOnce_ && !hadUser) makeRawUnlessUserHas();
+        if (isUnset_) makeRawUnlessUserHas();
+        isUnset_ = false;
         bytes->assign(buffer, static_cast<std::size_t>(count));
         hasUser_ = true;
     } else if (isNothing) {
         hasUser_ = hadUser || restsAsEnded_ || openWatch_.hasHappened();
     } else {
         hasUser_ = false;
+        openWatch_ = {};
+        isUnset_ = !takesSettingsAtOnce_;
         const bool isNew = hadUser || !restsAsEnded_;
         restsAsEnded_ = true;
         return isNew ? Event::kEnd : Event::kNothing;
@@ -103,9 +107,11 @@ bool Pty::markUnwritten() const {
 #endif
 }
 
+// Some hosts let only root set the bit.
 bool Pty::setReplaceable(bool isReplaceable) const {
-    const mode_t sticky = isReplaceable && tellsOfWriting_ ? S_ISVTX : 0;
-    return chmod(slavePath_.c_str(), kOpenToAll | sticky) == 0;
+    const char* path = slavePath_.c_str();
+    const bool isSticky = isReplaceable && tellsOfWriting_;
+    return (isSticky && chmod(path, kOpenToAll | S_ISVTX) == 0) || chmod(path, kOpenToAll) == 0;
 }
 
 }  // namespace station

@@ -65,8 +65,9 @@ class Pty {
 
     Descriptor master_;
     std::string slavePath_;
-    Watch openWatch_;  // of the first open; empty: not asked for, cannot be told, or was told
-    bool takesSettingsAtOnce_ = false;  // set by the constructor
+    Watch openWatch_;  // of the first open; empty: not asked for, cannot be told, or is over
+    bool takesSettingsAtOnce_ = false;  // while there is no user; set by the constructor
+    bool isUnset_ = false;              // the settings are made at the next bytes; set by read()
     bool tellsOfWriting_ = false;       // rule 4 holds; set by the constructor
     bool restsAsEnded_ = false;  // the master reads as ended while there is no user; set by read()
     bool hasUser_ = false;       // somebody has come, and has not been seen to go; set by read()
