@@ -59,9 +59,18 @@ Pty::Event Pty::read(std::string* bytes) {
 }
 
 std::size_t Pty::write(std::string_view bytes) const {
+    stopEcho();
     const ssize_t count = ::write(master_.get(), bytes.data(), bytes.size());
     if (count == -1) return errno == EAGAIN ? 0 : bytes.size();
     return static_cast<std::size_t>(count);
+}
+
+// On a line that a user left with echo, or a host put it back, answers come back as commands.
+void Pty::stopEcho() const {
+    termios settings = {};
+    if (tcgetattr(master_.get(), &settings) == -1 || (settings.c_lflag & ECHO) == 0) return;
+    settings.c_lflag &= ~static_cast<tcflag_t>(ECHO | ECHONL);
+    tcsetattr(master_.get(), TCSANOW, &settings);
 }
 
 static void setRaw(termios* settings) {

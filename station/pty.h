@@ -62,6 +62,7 @@ class Pty {
     bool markUnwritten() const;
     bool makeRaw() const;
     void makeRawUnlessUserHas() const;
+    void stopEcho() const;
 
     Descriptor master_;
     std::string slavePath_;
