@@ -198,6 +198,10 @@ ignored_signals() {
     said=$(trap '' HUP INT QUIT && station sh -c 'kill -INT $PPID; grep SigIgn /proc/self/status') ||
         fail "status $?"
     [ $((0x${said#SigIgn:?} & 7)) = 7 ] || fail "$said"
+    # CHLD and PIPE, which the station wants otherwise for itself.
+    said=$(env --ignore-signal=CHLD,PIPE tarnwick-station grep SigIgn /proc/self/status) ||
+        fail "status $?"
+    [ $((0x${said#SigIgn:?} & 0x11000)) = $((0x11000)) ] || fail "$said"
 }
 
 root_gone_under_a_deaf_command() {
