@@ -11,13 +11,14 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
-#include <optional>
 #include <string>
 
 #include "platform/bounded_text.h"
 #include "platform/simulated/device_node.h"
+#include "platform/simulated/host_conf.h"
 #include "platform/simulated/station_root.h"
 
+using simulated::HostConf;
 using simulated::openRegular;
 using simulated::stationPath;
 using simulated::stationRoot;
@@ -27,57 +28,19 @@ static char gOpenNode[PATH_MAX];
 
 static constexpr int kCommandNotFound = 127 << 8;  // as system(3) reports it
 
-namespace {
-
-// What host.conf says.
-struct HostConf {
-    std::optional<std::uint32_t> userId;
-    double timeScale = 1;
-};
-
-}  // namespace
-
-// With C's streams: C++'s would bring their locales into a program that starts for each
-// measurement, a fifth of its start.
-static void takeConfLine(const char* line, HostConf* conf) {
-    char key[16] = "";
-    char rest = '\0';
-    double number = 0;
-    const int found = sscanf(line, "%15s %lf %c", key, &number, &rest);
-    if (found < 1 || key[0] == '#') return;
-    const bool isNumber = found == 2 && number >= 0 && number < 4294967296.0;
-    if (isNumber && strcmp(key, "user-id") == 0) {
-        conf->userId = static_cast<std::uint32_t>(number);
-    } else if (isNumber && strcmp(key, "time-scale") == 0) {
-        conf->timeScale = number;
-    } else {
-        fprintf(stderr, "host.conf: not understood: %s\n", line);
-    }
-}
-
-static HostConf readHostConf() {
-    HostConf conf;
+static HostConf openHostConf() {
     char path[PATH_MAX];
     const char* problem = "";
     const int fd = stationPath(path, sizeof path, "/host.conf") ? openRegular(path, &problem) : -1;
     FILE* const file = fd == -1 ? nullptr : fdopen(fd, "r");
-    if (file == nullptr) return conf;
-    constexpr int kMostLines = 1000;
-    char line[256];
-    for (int lines = 0; fgets(line, sizeof line, file) != nullptr; ++lines) {
-        if (lines == kMostLines) {
-            fprintf(stderr, "host.conf: what is behind line %d is not read\n", kMostLines);
-            break;
-        }
-        line[strcspn(line, "\r\n")] = '\0';
-        takeConfLine(line, &conf);
-    }
+    if (file == nullptr) return {};
+    const HostConf conf = simulated::readHostConf(file);
     fclose(file);
     return conf;
 }
 
 static const HostConf& hostConf() {
-    static const HostConf conf = readHostConf();
+    static const HostConf conf = openHostConf();
     return conf;
 }
 

@@ -1,7 +1,9 @@
 // What the station understands. The input: a line with a module's description, or "generator", then
-// a command a line.
+// a command a line; a module's line is sent its bytes as they are, too.
+#include <memory>
 #include <stdexcept>
 
+#include "station/instrument_session.h"
 #include "station/module.h"
 #include "station/module_spec.h"
 #include "station/signal_generator.h"
@@ -9,6 +11,20 @@
 #include "tests/fuzz/fuzz_target.h"
 
 using namespace station;
+
+namespace {
+
+struct User : Wire {
+    std::size_t write(std::string_view bytes) override { return bytes.size(); }
+    void hangUp() override {}
+    void note(char mark, std::string_view text) override {
+        require(mark != '>' || (!text.empty() && text.find_first_of("\r\n") == text.npos),
+                "a command is a line");
+    }
+    termios settings() const override { return {}; }
+};
+
+}  // namespace
 
 static DescribedModule describedBy(const std::string& text) {
     try {
@@ -54,12 +70,25 @@ static void ask(const std::vector<std::string>& lines) {
     }
 }
 
+static void write(const DescribedModule& described, std::string_view bytes) {
+    const RfField field;
+    InstrumentLine line{std::make_unique<Module>(described.module, 1, field), described.line, 0};
+    User user;
+    InstrumentSession session(&user, line);
+    for (const char& byte : bytes) {
+        session.receive({&byte, 1});
+        session.advance(Clock::now());
+    }
+}
+
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    const std::vector<std::string> lines = split(textOf(data, size), "\r\n");
+    const std::string text = textOf(data, size);
+    const std::vector<std::string> lines = split(text, "\r\n");
     if (lines[0] == "generator") {
         command(lines);
     } else {
         ask(lines);
+        write(describedBy(lines[0]), text);
     }
     return 0;
 }

@@ -1,8 +1,10 @@
-// The station's command line. The input: a word a line.
+// The station's command line. The input: a word a line; or, behind a line "host.conf", such a file.
 #include <getopt.h>
 
+#include <cstdio>
 #include <stdexcept>
 
+#include "platform/simulated/host_conf.h"
 #include "station/options.h"
 #include "tests/fuzz/fuzz_target.h"
 
@@ -23,8 +25,19 @@ static void check(const Options& options, char** words, std::size_t count) {
     }
 }
 
+static void readFile(std::string text) {
+    FILE* const file = fmemopen(text.data(), text.size(), "r");
+    const double scale = simulated::readHostConf(file).timeScale;
+    fclose(file);
+    require(scale >= 0 && scale < 4294967296.0, "a time scale is in range");
+}
+
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const std::string text = textOf(data, size);
+    if (text.starts_with("host.conf\n")) {
+        readFile(text);
+        return 0;
+    }
     std::vector<std::string> lines = split("tarnwick-station\n" + text, "\n");
     std::vector<char*> words;
     words.reserve(lines.size() + 1);
