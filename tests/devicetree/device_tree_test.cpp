@@ -233,37 +233,38 @@ TEST_F(DeviceTree, ComparesPathsWholeNameByWholeName) {
                  {"/@1E", second},
                  {"/Mouse / Boot@1E,00/x:b@c/", under},
                  {"/@1E/x:b@c//", under},
-                 {"/@1Ex:b@c/", 0},
                  {"/n", zeros},
                  {"/n@0", zeros},
                  {"/n@0,0", zeros},
                  {"/n@1,2,0", parts},
                  {"/@7", nameless},
-                 {"/n@" + digits, wide},
-                 {"/n@1" + digits, 0},
-                 {"/n@10000000000000000", 0},
-                 {"/n@1", 0},
-                 {"/n@", 0},
-                 {"/n@0,", 0},
-                 {"/n@,0", 0},
-                 {"/n@0x0", 0},
-                 {"/n@ 0", 0},
-                 {"/n@1z", 0},
-                 {"/n:0", 0},
-                 {"/Mouse ", 0},
-                 {"/Mouse / Boot@1F", 0},
-                 {"//n", 0},
-                 {"/n//", 0},
-                 {"//", 0},
-                 {"/" + std::string(10000, 'n'), 0}};
+                 {"/n@" + digits, wide}};
+    const char* none[] = {"/n@10000000000000000",
+                          "/@1Ex:b@c/",
+                          "/n@1",
+                          "/n@",
+                          "/n@0,",
+                          "/n@,0",
+                          "/n@0x0",
+                          "/n@ 0",
+                          "/n@1z",
+                          "/n:0",
+                          "/Mouse ",
+                          "/Mouse / Boot@1F",
+                          "//n",
+                          "/n//",
+                          "//"};
     const auto find = [](const std::string& path) {
         const registry::Object entry = registry::EntryFromPath(1, path.c_str());
         registry::ObjectRelease(entry);
         return entry;
     };
     for (const auto& [path, entry] : cases) {
-        EXPECT_EQ(find("IODeviceTree:/cpus" + path), entry == 0 ? 0 : entry + 1) << path;
+        EXPECT_EQ(find("IODeviceTree:/cpus" + path), entry + 1) << path;
     }
+    for (const std::string path : none) EXPECT_EQ(find("IODeviceTree:/cpus" + path), 0U) << path;
+    EXPECT_EQ(find("IODeviceTree:/cpus/n@1" + digits), 0U);
+    EXPECT_EQ(find("IODeviceTree:/cpus/" + std::string(10000, 'n')), 0U);
     for (const char* path : {"", "IODeviceTree:", ":/", ":/cpus", "IODeviceTree://cpus"}) {
         EXPECT_EQ(find(path), 0U) << path;
     }

@@ -7,14 +7,13 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <atomic>
 #include <memory>
 #include <random>
 #include <string>
 #include <thread>
 
 #include "tests/program/station_run.h"
-#include "tests/support/held_pty.h"
+#include "tests/support/foreign_line.h"
 
 namespace {
 
@@ -39,34 +38,6 @@ void writeAll(int fd, const std::string& bytes) {
     }
 }
 
-// A modem that echoes each line and answers it with its own name, until its line ends.
-class Modem {
-  public:
-    ~Modem() {
-        isOver_ = true;
-        thread_.join();
-    }
-    const std::string& path() const { return pty_.path; }
-
-  private:
-    void answer() {
-        std::string line;
-        pollfd wait = {pty_.master, POLLIN, 0};
-        while (!isOver_) {
-            char byte = 0;
-            if (poll(&wait, 1, 10) != 1 || read(pty_.master, &byte, 1) != 1) continue;
-            line += byte;
-            if (byte != '\n') continue;
-            writeAll(pty_.master, line + "004401234567893\r\n\r\nOK\r\n");
-            line.clear();
-        }
-    }
-
-    HeldPty pty_;
-    std::atomic<bool> isOver_ = false;
-    std::thread thread_{[this] { answer(); }};
-};
-
 // A device in the test's hand, behind a station's line, and a user of the line.
 class Relayed : public testing::Test {
   protected:
@@ -85,8 +56,8 @@ class Relayed : public testing::Test {
 }  // namespace
 
 TEST(Relay, LetsTheToolAskAForeignModem) {
-    const Modem modem;
-    const TestStation station({"-m", "hspa,device=" + modem.path()});
+    const ForeignLine modem(answering({{"AT+CGSN", "004401234567893"}}));
+    const TestStation station({"-m", "hspa,device=" + modem.pty.path});
     for (int round = 0; round < 3; ++round) {
         EXPECT_EQ(station.tool({"-e"}).output, "004401234567893\n");
     }

@@ -16,7 +16,7 @@
 #include <vector>
 
 #include "tests/program/station_run.h"
-#include "tests/support/held_pty.h"
+#include "tests/support/foreign_line.h"
 #include "tests/support/operation_run.h"
 
 namespace {
@@ -26,22 +26,6 @@ namespace fs = std::filesystem;
 using Words = std::vector<std::string>;
 
 constexpr const char* kEntry = "+CPBR: 1,\"123456789\",129,\"hello\"";
-
-class ForeignLine {
-  public:
-    explicit ForeignLine(Script script) : device_([this, script] { play(pty.master, script); }) {
-        chmod(pty.path.c_str(), 0666);
-    }
-    ~ForeignLine() {
-        if (write(pty.slave, &kEndOfScript, 1) == -1) abort();
-        device_.join();
-    }
-
-    const HeldPty pty;
-
-  private:
-    std::thread device_;
-};
 
 // A root made by hand, with a module and a generator whose driver is always loaded.
 class HandMadeRoot : public testing::Test {
