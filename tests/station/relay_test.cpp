@@ -75,7 +75,7 @@ TEST_F(Relayed, BytesPassUnchangedAndSettingsWithThem) {
     std::string bytes(1 << 20, '\0');
     std::generate(bytes.begin(), bytes.end(), [&] { return static_cast<char>(random() >> 8); });
     for (const auto& [from, to] : {std::pair{user_, device_->master}, {device_->master, user_}}) {
-        std::thread writer([&, from = from] { writeAll(from, bytes); });
+        std::thread writer([&, writing = from] { writeAll(writing, bytes); });
         EXPECT_TRUE(readFrom(to, bytes.size()) == bytes);
         writer.join();
     }
