@@ -5,6 +5,16 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 folders=$(scripts/build.sh tests)
 [ $# -gt 0 ] || set -- --label-exclude 'slow|valgrind'
+
+# The tests make hundreds of stations, each with a root of some twenty small files. In memory they
+# take a third less time on some disks. Where nothing may be run from there, they stay where they are.
+if [ -z "${TMPDIR:-}" ] && memory=$(mktemp -d /dev/shm/tarnwick-tests.XXXXXX 2>/dev/null); then
+    trap 'rm -rf "$memory"' EXIT
+    printf '#!/bin/sh\n' >"$memory/probe"
+    chmod 1777 "$memory" "$memory/probe"  # as /tmp: some tests become another user
+    if "$memory/probe" 2>/dev/null; then export TMPDIR=$memory; fi
+fi
+
 # Much of a test's time is waiting for a device.
 jobs=$((5 * $(getconf _NPROCESSORS_ONLN)))
 status=0
