@@ -38,7 +38,7 @@ Started start(const std::vector<std::string>& program, const std::vector<std::st
     }
     Started started{fork(), output[0], errors[0]};
     if (started.process == 0) {
-        // A program that is built for coverage would say where it may not write its counts.
+        // A program built for coverage would tell of counts that it cannot write, on a full disk.
         setenv("GCOV_ERROR_FILE", "/dev/null", 0);
         for (const std::string& word : environment) putenv(const_cast<char*>(word.c_str()));
         // A shell's background job starts with these ignored, and so would the program.
