@@ -37,6 +37,17 @@ TEST(Radio, ALevelReachesOnlyATunedReceiver) {
     }
 }
 
+// A module receives more than a channel: a wrong frequency here would be heard, too.
+TEST(Radio, EachRangeOfChannelsEndsWhereItsStandardSays) {
+    const struct {
+        int band, channel;
+        double khz;
+    } ends[] = {{0, 799, 893970},   {0, 1023, 870000},   {1, 1200, 1990000}, {18, 251, 893800},
+                {10, 124, 959800},  {10, 1023, 934800},  {11, 885, 1879800}, {12, 810, 1989800},
+                {22, 4233, 891600}, {16, 9538, 1987600}, {9, 9888, 2167600}};
+    for (const auto& end : ends) EXPECT_EQ(channelOf(end.band, end.channel)->downlinkKhz, end.khz);
+}
+
 // Whole dialogues, which stand in dialogues.txt.
 TEST(Instruments, AnswerAsWritten) {
     for (const Case& testCase : readCases(TARNWICK_DIALOGUES, {"@", ">", "<"})) {

@@ -33,7 +33,7 @@ class HandMadeRoot : public testing::Test {
     void SetUp() override {
         char pattern[] = "/tmp/tarnwick-root-XXXXXX";
         root = mkdtemp(pattern);
-        for (const char* folder : {"ioregistry", "dev", "usr/sbin"}) {
+        for (const char* folder : {"ioregistry", "dev", "usr/sbin", "counts"}) {
             fs::create_directories(root / folder);
         }
         write("ioregistry/IOService.plist",
@@ -49,7 +49,6 @@ class HandMadeRoot : public testing::Test {
         for (const char* file : {"", "usr/sbin/kextstat"}) {
             fs::permissions(root / file, fs::perms{0755});
         }
-        fs::create_directory(root / "counts");
         fs::permissions(root / "counts", fs::perms::all);
     }
     void TearDown() override { fs::remove_all(root); }

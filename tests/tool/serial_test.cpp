@@ -174,7 +174,7 @@ TEST_F(Pty, ExchangesACommandForItsReply) {
         std::string message;
     } cases[] = {
         {"AT\r\r\nOK\r\n", kSerialOk, ""},
-        {"ERROR\r\n", kReplyMismatch, mismatch + "ERROR', expected 'OK'"},
+        {"ERROR\r\n", 12, mismatch + "ERROR', expected 'OK'"},
         {longest + "\r\n", kReplyMismatch, (mismatch + longest).substr(0, kMessageSize - 1)},
         {longest + "x\r\n", kReplyTooLong, "readSerialPort: Error buffer full [0]"},
     };
