@@ -7,9 +7,9 @@ static constexpr struct {
     void (*take)(const Argument& argument, LineSpec* spec);
 } kKeys[] = {
     {"chatter", [](auto& argument, auto* spec) { spec->chatter = number(argument, 0, 3600); }},
-    {"device", [](auto& argument, auto* spec) { spec->device = argument.text; }},
+    {"device", setDevice},
     {"fault", [](auto& argument, auto* spec) { spec->fault = parseFault(argument); }},
-    {"replay", [](auto& argument, auto* spec) { spec->replay = parseReplaySource(argument.text); }},
+    {"replay", setReplay},
 };
 
 Fault parseFault(const Argument& argument) {
@@ -29,12 +29,22 @@ Fault parseFault(const Argument& argument) {
     return fault;
 }
 
-ReplaySource parseReplaySource(std::string_view text) {
+static ReplaySource parseReplaySource(std::string_view text) {
     const std::size_t colon = text.rfind(':');
     if (colon == std::string_view::npos || text.find('/', colon) != std::string_view::npos) {
         return {std::string(text)};
     }
     return {std::string(text.substr(0, colon)), std::string(text.substr(colon + 1))};
+}
+
+void setDevice(const Argument& argument, LineSpec* spec) {
+    if (!spec->replay.path.empty()) refuse(argument, "for a line that replays a transcript");
+    spec->device = argument.text;
+}
+
+void setReplay(const Argument& argument, LineSpec* spec) {
+    if (!spec->device.empty()) refuse(argument, "for a line with a real device");
+    spec->replay = parseReplaySource(argument.text);
 }
 
 bool takeLineKey(const Argument& argument, LineSpec* spec) {

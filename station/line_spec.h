@@ -37,13 +37,18 @@ struct LineSpec {
     double chatter = 0;       // seconds from one unsolicited line to the next; 0: there are none
     std::string device = {};  // a real tty in place of a simulated instrument; empty: none
     ReplaySource replay = {};
+
+    bool isSimulated() const { return device.empty() && replay.path.empty(); }
 };
 
 // Reads KIND[@COMMAND]. Throws std::invalid_argument.
 Fault parseFault(const Argument& argument);
 
-// Reads FILE[:NAME]. NAME is what stands behind the last colon, unless there is a slash in it.
-ReplaySource parseReplaySource(std::string_view text);
+// Set what stands behind the line in a simulated instrument's place. Reads PATH, or FILE[:NAME]:
+// NAME is what stands behind the last colon, unless there is a slash in it. One of them alone can
+// be set; the other throws std::invalid_argument.
+void setDevice(const Argument& argument, LineSpec* spec);
+void setReplay(const Argument& argument, LineSpec* spec);
 
 // Sets what a key of a module's description says of its line. False if no line has such a key.
 // Throws std::invalid_argument.

@@ -127,16 +127,18 @@ static bool isOf(const Key& key, Family family) {
     refuse({kOption, name}, demand + lineKeys());
 }
 
-static void takeKey(const Argument& argument, DescribedModule* described) {
+// Returns whether only a simulated module has a use for the key.
+static bool takeKey(const Argument& argument, DescribedModule* described) {
     const Family family = described->module.family();
     const auto* key = std::find_if(std::begin(kKeys), std::end(kKeys), [&](const Key& known) {
         return known.name == argument.name && isOf(known, family);
     });
     if (key != std::end(kKeys)) {
         key->take(argument, &described->module);
-    } else if (!takeLineKey(argument, &described->line)) {
-        refuseKey(argument.name, family);
+        return true;
     }
+    if (!takeLineKey(argument, &described->line)) refuseKey(argument.name, family);
+    return false;
 }
 
 static std::uint32_t productIdOf(std::string_view kind) {
@@ -152,6 +154,7 @@ DescribedModule parseModule(std::string_view text) {
     std::size_t comma = text.find(',');
     described.module.productId = productIdOf(text.substr(0, comma));
     described.module.firmware = defaultFirmware(described.module.family());
+    std::string_view simulated;  // the last key that only a simulated module has a use for
     while (comma != std::string_view::npos) {
         text.remove_prefix(comma + 1);
         comma = text.starts_with("fault=") ? std::string_view::npos : text.find(',');
@@ -159,7 +162,10 @@ DescribedModule parseModule(std::string_view text) {
         const std::string_view name = pair.substr(0, pair.find('='));
         const std::string_view value = pair.substr(std::min(name.size() + 1, pair.size()));
         if (value.empty()) refuse({kOption, pair}, "a key with its value, such as echo=off");
-        takeKey({name, value}, &described);
+        if (takeKey({name, value}, &described)) simulated = name;
+    }
+    if (!simulated.empty() && !described.line.isSimulated()) {
+        refuse({kOption, simulated}, "a key of a real or replayed module: " + lineKeys());
     }
     return described;
 }

@@ -70,11 +70,9 @@ static constexpr Row kRows[] = {
     {0, "generator-fault", required_argument,
      [](auto& argument, auto* options) { options->generator.fault = parseFault(argument); }},
     {0, "generator-device", required_argument,
-     [](auto& argument, auto* options) { options->generator.device = argument.text; }},
+     [](auto& argument, auto* options) { setDevice(argument, &options->generator); }},
     {0, "generator-replay", required_argument,
-     [](auto& argument, auto* options) {
-         options->generator.replay = parseReplaySource(argument.text);
-     }},
+     [](auto& argument, auto* options) { setReplay(argument, &options->generator); }},
     {0, "driver-loaded", no_argument, [](auto&, auto* options) { options->driverLoaded = true; }},
     {0, "verbose", no_argument, [](auto&, auto* options) { options->verbose = true; }},
     {'h', "help", no_argument, [](auto&, auto* options) { options->help = true; }},

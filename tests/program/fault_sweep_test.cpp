@@ -115,15 +115,19 @@ class FaultyStation {
                 faults_[index].empty() ? "" : faults_[index] + "@" + step_.command;
             const bool atModule = !dialogue_.generator && !setting.empty();
             options.insert(options.end(),
-                           {"-m", std::string(dialogue_.module) +
-                                      (real_ ? ",device=" + node("cu." + moduleOf(index)) : "") +
-                                      (atModule ? ",fault=" + setting : "")});
+                           {"-m", moduleAt(index) + (atModule ? ",fault=" + setting : "")});
             if (!dialogue_.generator || setting.empty()) continue;
             options.insert(options.end(), {"--generator-fault", setting});
         }
         if (dialogue_.generator) options.emplace_back("--driver-loaded");
         if (real_) options.push_back("--generator-device=" + node("tty.KeySerial1"));
         return options;
+    }
+    // A real one has its own identity and state.
+    std::string moduleAt(std::size_t index) const {
+        const std::string module = dialogue_.module;
+        if (!real_) return module;
+        return module.substr(0, module.find(',')) + ",device=" + node("cu." + moduleOf(index));
     }
     std::string node(const std::string& name) const { return real_->root() + "/dev/" + name; }
 
