@@ -23,7 +23,10 @@ static constexpr std::size_t kLongestLine = 4096;   // of the transcript's
 static constexpr std::size_t kMostPending = 65536;  // then no more is read from the device
 static constexpr int kReadsAtOnce = 16;  // so that a device that never stops stops no other line
 
-Relay::Relay(Wire* wire, const RelayLine& line) : wire_(wire), line_(line) {
+Relay::Relay(Wire* wire, const RelayLine& line)
+    : wire_(wire),
+      line_(line),
+      outbox_(wire, line.timeScale, line.spec.chatter, Outbox::WhenFull::kKeep) {
     const auto now = Clock::now();
     giveUp_ = now + kTries;
     tryOpen(now);
@@ -85,14 +88,10 @@ void Relay::takeCommand() {
     const auto now = Clock::now();
     writeDue(now);
     if (isHungUp_) return;
-    std::erase_if(pending_, [&](const auto& step) {
-        const bool isDropped = step.first > now && !step.second.hangUp;
-        if (isDropped) pendingSize_ -= step.second.bytes.size();
-        return isDropped;
-    });
+    outbox_.dropLate(now);
     const std::string command = std::exchange(command_, "");
     wire_->note('>', command);
-    if (line_.spec.chatter > 0 && chatterDue_ == kNever) chatterDue_ = nextChatter(now);
+    outbox_.startChatter(now);
     late_ = Clock::duration{0};
     kind_ = faultAt(line_.spec.fault, command);
     const auto instead = answerUnheard(kind_, command);
@@ -100,7 +99,7 @@ void Relay::takeCommand() {
     kind_ = FaultKind::kNone;
     isKept_ = true;
     held_.clear();
-    schedule(*instead, now);
+    outbox_.schedule(*instead, now);
 }
 
 void Relay::send(Clock::time_point now) {
@@ -115,18 +114,15 @@ void Relay::advance(Clock::time_point now) {
     if (nextTry_ <= now) tryOpen(now);
     send(now);
     readDevice(now);
-    if (chatterDue_ <= now) {
-        schedule({{line_.unsolicited}}, now);
-        chatterDue_ = nextChatter(now);
-    }
+    if (outbox_.takeChatter(now)) outbox_.schedule({{line_.unsolicited}}, now);
     writeDue(now);
-    if (!toDevice_.empty() && stuck_ <= now) hangUp();
+    if (!isHungUp_ && !toDevice_.empty() && stuck_ <= now) hangUp();
 }
 
 void Relay::readDevice(Clock::time_point now) {
     std::string bytes;
     for (int reads = 0; reads < kReadsAtOnce; ++reads) {
-        if (!device_.isOpen() || pendingSize_ >= kMostPending) return;
+        if (!device_.isOpen() || outbox_.size() >= kMostPending) return;
         const bool isThere = device_.read(&bytes);
         if (!bytes.empty()) {
             takePiece(bytes, now);
@@ -140,43 +136,21 @@ void Relay::readDevice(Clock::time_point now) {
 void Relay::takePiece(const std::string& bytes, Clock::time_point now) {
     const FaultKind kind = std::exchange(kind_, FaultKind::kNone);
     const std::vector<Answer> pieces = disturbed(kind, {{bytes}});
-    schedule(pieces, now + late_);
-    for (const Answer& piece : pieces) late_ += piece.hangUp ? late_.zero() : scaled(piece.delay);
+    outbox_.schedule(pieces, now + late_);
+    for (const Answer& piece : pieces) {
+        if (!piece.hangUp) late_ += outbox_.scaled(piece.delay);
+    }
     if (kind == FaultKind::kHangUpMid) device_.close();  // nobody hears the rest
 }
 
 void Relay::loseDevice(Clock::time_point now) {
     device_.close();
     toDevice_.clear();
-    const auto last = pending_.empty() ? now : std::max(now, pending_.rbegin()->first);
-    schedule({{"", milliseconds{0}, true}}, last + kLastWords);
+    outbox_.schedule({{"", milliseconds{0}, true}}, outbox_.lastDue(now) + kLastWords);
 }
 
-void Relay::schedule(const std::vector<Answer>& answers, Clock::time_point due) {
-    for (const Answer& answer : answers) {
-        due += scaled(answer.delay);
-        pendingSize_ += answer.bytes.size();
-        pending_.emplace(due, answer);
-    }
-}
-
-// A piece is noted before it is written: whoever has read it finds it in the transcript.
 void Relay::writeDue(Clock::time_point now) {
-    bool isNoted = std::exchange(isFull_, false);  // the first one, of which a part was written
-    while (!isHungUp_ && !pending_.empty() && pending_.begin()->first <= now) {
-        Answer& answer = pending_.begin()->second;
-        if (!answer.bytes.empty()) {
-            if (!isNoted) wire_->note('<', answer.bytes);
-            const std::size_t count = wire_->write(answer.bytes);
-            pendingSize_ -= count;
-            answer.bytes.erase(0, count);
-            isFull_ = !answer.bytes.empty();
-            if (isFull_) return;
-        }
-        isNoted = false;
-        if (answer.hangUp) return hangUp();
-        pending_.erase(pending_.begin());
-    }
+    if (!outbox_.writeDue(now)) hangUp();
 }
 
 void Relay::hangUp() {
@@ -188,28 +162,18 @@ void Relay::hangUp() {
 
 short Relay::awaits() const {
     const bool takesMore = device_.isOpen() && toDevice_.empty();
-    return static_cast<short>((takesMore ? POLLIN : 0) | (isFull_ ? POLLOUT : 0));
+    return static_cast<short>((takesMore ? POLLIN : 0) | (outbox_.isFull() ? POLLOUT : 0));
 }
 
 pollfd Relay::device() const {
     const int events =
-        (pendingSize_ < kMostPending ? POLLIN : 0) | (toDevice_.empty() ? 0 : POLLOUT);
+        (outbox_.size() < kMostPending ? POLLIN : 0) | (toDevice_.empty() ? 0 : POLLOUT);
     return {events == 0 ? -1 : device_.descriptor(), static_cast<short>(events), 0};
 }
 
 Clock::time_point Relay::nextDue() const {
-    Clock::time_point due = std::min(nextTry_, chatterDue_);
-    if (!pending_.empty() && !isFull_) due = std::min(due, pending_.begin()->first);
+    const Clock::time_point due = std::min(nextTry_, outbox_.nextDue());
     return toDevice_.empty() ? due : std::min(due, stuck_);
-}
-
-Clock::duration Relay::scaled(std::chrono::duration<double> delay) const {
-    return std::chrono::duration_cast<Clock::duration>(delay * line_.timeScale);
-}
-
-Clock::time_point Relay::nextChatter(Clock::time_point now) const {
-    const std::chrono::duration<double> seconds(line_.spec.chatter);
-    return now + std::max<Clock::duration>(milliseconds{1}, scaled(seconds));
 }
 
 }  // namespace station

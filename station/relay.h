@@ -1,13 +1,11 @@
 #pragma once
 
-#include <chrono>
-#include <map>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "station/instrument.h"
 #include "station/line_spec.h"
+#include "station/outbox.h"
 #include "station/serial_device.h"
 #include "station/session.h"
 
@@ -58,14 +56,12 @@ class Relay : public Session {
     void takePiece(const std::string& bytes, Clock::time_point now);
     void loseDevice(Clock::time_point now);
 
-    void schedule(const std::vector<Answer>& answers, Clock::time_point due);
     void writeDue(Clock::time_point now);
     void hangUp();
-    Clock::duration scaled(std::chrono::duration<double> delay) const;
-    Clock::time_point nextChatter(Clock::time_point now) const;
 
     Wire* const wire_;
     const RelayLine& line_;
+    Outbox outbox_;
 
     SerialDevice device_;
     Clock::time_point nextTry_;  // to open it; kNever once it was opened
@@ -77,13 +73,9 @@ class Relay : public Session {
     std::string toDevice_;  // what the device has not taken yet
     Clock::time_point stuck_ = kNever;  // when it is hung up, if it takes nothing until then
 
-    FaultKind kind_ = FaultKind::kNone;                 // what is done to the device's next piece
-    Clock::duration late_{0};                           // by which the pieces behind it are late
-    std::multimap<Clock::time_point, Answer> pending_;  // to the user, by when they are due
-    std::size_t pendingSize_ = 0;                       // the bytes in it
-    bool isFull_ = false;                               // the user's line takes no more for now
-    bool isHungUp_ = false;                             // nothing more is done
-    Clock::time_point chatterDue_ = kNever;  // set by the first command, then at each line
+    FaultKind kind_ = FaultKind::kNone;  // what is done to the device's next piece
+    Clock::duration late_{0};            // by which the pieces behind it are late
+    bool isHungUp_ = false;              // nothing more is done; set by hangUp()
 };
 
 }  // namespace station
