@@ -2,7 +2,7 @@
 # The example scripts at simulated stations: examples_test.sh FOLDER-OF-THE-PROGRAMS
 set -uo pipefail
 examples=$(cd "$(dirname "$0")/../../examples" && pwd)
-PATH=$1:$PATH
+PATH=$(cd "$1" && pwd):$PATH
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 cd "$work" || exit

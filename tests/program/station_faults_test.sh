@@ -245,7 +245,7 @@ if [ "$1" = inside ]; then
     cd "$TARNWICK_STATION" && "in_$2"
     exit
 fi
-programs=$1
+programs=$(cd "$1" && pwd)
 only=${2-$cases}
 if [ "$(id -u)" != 0 ]; then
     PATH=$programs:$PATH once 'an ordinary user'
