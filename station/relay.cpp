@@ -150,7 +150,7 @@ void Relay::loseDevice(Clock::time_point now) {
 }
 
 void Relay::writeDue(Clock::time_point now) {
-    if (!outbox_.writeDue(now)) hangUp();
+    if (!isHungUp_ && !outbox_.writeDue(now)) hangUp();
 }
 
 void Relay::hangUp() {
