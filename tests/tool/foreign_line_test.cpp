@@ -135,7 +135,7 @@ TEST_F(HandMadeRoot, ServesEveryOptionAgainAndAgain) {
 }
 
 TEST_F(HandMadeRoot, ServesTwoToolsAtOnceOneAfterTheOther) {
-    constexpr int kRounds = 100;
+    constexpr int kRounds = 50;
     const std::string refused = "Error opening serial port /dev/cu.wwanCMD19";
     asEachUser([&] {
         for (int round = 0; round < kRounds; ++round) {
