@@ -44,9 +44,9 @@ struct LineSpec {
 // Reads KIND[@COMMAND]. Throws std::invalid_argument.
 Fault parseFault(const Argument& argument);
 
-// Set what stands behind the line in a simulated instrument's place. Reads PATH, or FILE[:NAME]:
-// NAME is what stands behind the last colon, unless there is a slash in it. One of them alone can
-// be set; the other throws std::invalid_argument.
+// Set what stands behind the line in a simulated instrument's place: a device, read from PATH, or a
+// recording, read from FILE[:NAME]. NAME is what stands behind the last colon, unless there is a
+// slash in it. A line has one of the two: setting the other one throws std::invalid_argument.
 void setDevice(const Argument& argument, LineSpec* spec);
 void setReplay(const Argument& argument, LineSpec* spec);
 

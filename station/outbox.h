@@ -15,10 +15,10 @@ namespace station {
 //
 // 1. An answer waits until it is due, and goes out in one write. It is noted before: whoever has
 //    read it finds it in the transcript.
-// 2. Of what a full line does not take the rest is kept, and all that is due waits behind it; or it
-//    is lost, as on a real line that nobody reads.
-// 3. From its start on chatter is due again and again, if the line has any.
-// Delays and chatter are multiplied by the time scale.
+// 2. A full line takes a part of an answer only. The rest is kept, and later answers wait behind
+//    it; or it is lost, as on a real line that nobody reads.
+// 3. Chatter is due again and again from its start on, if the line has any.
+// 4. Delays, and the time between two lines of chatter, are multiplied by the time scale.
 class Outbox {
   public:
     enum class WhenFull { kKeep, kLose };

@@ -37,7 +37,7 @@ TEST(Radio, ALevelReachesOnlyATunedReceiver) {
     }
 }
 
-// A module receives more than a channel: a wrong frequency here would be heard, too.
+// A receiver is wider than the step between channels: a level is read even if one is a step off.
 TEST(Radio, EachRangeOfChannelsEndsWhereItsStandardSays) {
     const struct {
         int band, channel;
